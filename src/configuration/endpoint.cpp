@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "configuration/endpoint.h"
+
+#include "configuration/places.h"
+#include "configuration/settingtext.h"
+
+#include <QSettings>
+#include <QVariant>
+
+namespace {
+
+QString readEndpointPrefix()
+{
+    const QSettings settings(QString::fromLatin1(Places::settingsFile), QSettings::IniFormat);
+    const QString link = settingText(settings.value(QStringLiteral("settings/link")));
+    if (link.isEmpty())
+        return QStringLiteral("https://" ONDRAVEXA_ENDPOINT_HOST "/v2/geolocation?key=");
+    return link;
+}
+
+} // namespace
+
+const QString &endpointPrefix()
+{
+    static const QString prefix = readEndpointPrefix();
+    return prefix;
+}
+
+QUrl endpointUrl(const QString &apiKey)
+{
+    return QUrl(endpointPrefix() + apiKey, QUrl::TolerantMode);
+}
+
+namespace {
+
+// Fixes the prefix during static initialisation, in whatever order the source files are
+// initialised.
+[[maybe_unused]] const QString &prefixAtStart = endpointPrefix();
+
+} // namespace

@@ -1,0 +1,9 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+// The places of geoclue-ondravexa-sandboxed: those of the product, below the working directory.
+
+#include "configuration/places.h"
+
+const char Places::settingsFile[] = "var/lib/geoclue/providers/vexa/settings.conf";
+const char Places::sharedDirectory[] = "srv/shared/org.ondravexa/geoclue/";

@@ -1,0 +1,161 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "positioning/positionadaptor.h"
+
+#include "configuration/places.h"
+
+#include <networkmanager.h>
+#include <qofonoextcellwatcher.h>
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QUuid>
+
+#include <limits>
+
+namespace {
+
+constexpr qint64 defaultRequestIntervalMs = 60000;
+constexpr qint64 republishIntervalMs = 5000;
+constexpr quint64 shortestRequestIntervalMs = 1000;
+constexpr quint64 longestRequestIntervalMs = 2147483000;
+constexpr qint64 shortestStartDelayMs = 1000;
+constexpr qint64 longestTimerMs = std::numeric_limits<int>::max();
+
+int startDelayMs(qint64 remainingMs)
+{
+    // A clock that was set back by weeks makes the stored position's age say nothing.
+    if (remainingMs > longestTimerMs)
+        return shortestStartDelayMs;
+    return static_cast<int>(qMax(remainingMs, shortestStartDelayMs));
+}
+
+} // namespace
+
+PositionAdaptorState::PositionAdaptorState()
+    : cellWatcher(std::make_unique<QOfonoExtCellWatcher>()),
+      networkAccessManager(std::make_unique<QNetworkAccessManager>()),
+      networkManager(std::make_unique<NetworkManager>()), requestInterval(defaultRequestIntervalMs),
+      republishInterval(republishIntervalMs)
+{
+    const QString uuid = QUuid::createUuid().toString();
+    sessionUuid = uuid.mid(1, uuid.size() - 2);
+    if (!QElapsedTimer::isMonotonic())
+        qWarning("Monotonic timers are not available.");
+}
+
+PositionAdaptorState::~PositionAdaptorState() = default;
+
+PositionAdaptor::PositionAdaptor(QObject *provider)
+    : QDBusAbstractAdaptor(provider), state(std::make_unique<PositionAdaptorState>()),
+      cacheFilePath(QLatin1String(Places::sharedDirectory) + QLatin1String(".ondravexa-cache"))
+{
+    qRegisterMetaType<Position>("Position");
+    readCache();
+}
+
+PositionAdaptor::~PositionAdaptor() = default;
+
+void PositionAdaptor::startUpdates()
+{
+    if (state->apiKey.isEmpty() || running)
+        return;
+
+    running = true;
+    const qint64 elapsedMs
+        = QDateTime::currentMSecsSinceEpoch() - state->lastPosition.timestamp * qint64(1000);
+    const qint64 remainingMs = state->requestInterval - elapsedMs;
+    if (remainingMs > 0)
+        connect(&republishTimer, &QTimer::timeout, this, &PositionAdaptor::updatePosition);
+
+    startDelayTimer.setSingleShot(true);
+    connect(&startDelayTimer, &QTimer::timeout, this,
+        [this, remainingMs] { sendFirstRequest(remainingMs); });
+    startDelayTimer.start(startDelayMs(remainingMs));
+}
+
+void PositionAdaptor::sendFirstRequest(qint64 remainingMs)
+{
+    connect(
+        &updateTimer, &QTimer::timeout, this, &PositionAdaptor::sendRequest, Qt::UniqueConnection);
+    if (remainingMs <= 0)
+        connect(&republishTimer, &QTimer::timeout, this, &PositionAdaptor::updatePosition);
+
+    if (!requestsPaused)
+        updateTimer.start(static_cast<int>(state->requestInterval));
+    republishTimer.start(static_cast<int>(state->republishInterval));
+    if (!requestsPaused)
+        sendRequest();
+}
+
+void PositionAdaptor::stopUpdates()
+{
+    for (QTimer *timer : {&updateTimer, &republishTimer, &startDelayTimer}) {
+        timer->stop();
+        disconnect(timer, &QTimer::timeout, nullptr, nullptr);
+    }
+    running = false;
+}
+
+bool PositionAdaptor::isRunning() const
+{
+    return running;
+}
+
+void PositionAdaptor::setUpdateInterval(quint64 ms)
+{
+    const quint64 intervalMs = qBound(shortestRequestIntervalMs, ms, longestRequestIntervalMs);
+    state->requestInterval = static_cast<qint64>(intervalMs);
+    requestsPaused = ms == 0;
+    if (requestsPaused) {
+        updateTimer.stop();
+        return;
+    }
+
+    updateTimer.setInterval(static_cast<int>(intervalMs));
+    if (!updateTimer.isActive())
+        updateTimer.start();
+}
+
+void PositionAdaptor::updatePosition()
+{
+    const Position &position = state->lastPosition;
+    if (position.fields != Position::NoFields)
+        Q_EMIT PositionChanged(position.fields, position.timestamp, position.latitude,
+            position.longitude, position.altitude, position.accuracy);
+}
+
+void PositionAdaptor::republishPosition()
+{
+    updatePosition();
+}
+
+int PositionAdaptor::GetPosition(
+    int &timestamp, double &latitude, double &longitude, double &altitude, Accuracy &accuracy)
+{
+    const Position &position = state->lastPosition;
+    timestamp = position.timestamp;
+    latitude = position.latitude;
+    longitude = position.longitude;
+    altitude = position.altitude;
+    accuracy = position.accuracy;
+    return position.fields;
+}
+
+void PositionAdaptor::requestTimedOut(QNetworkReply *reply)
+{
+    reply->setProperty("timedOut", true);
+    // Runs replyFinished() before it returns.
+    reply->abort();
+    if (retriesLeft < 1) {
+        qWarning("Request timed out, no retries left");
+        return;
+    }
+
+    --retriesLeft;
+    qWarning("Request timed out %d retries left", retriesLeft);
+    sendRequest();
+}

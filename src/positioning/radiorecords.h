@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include <QElapsedTimer>
+#include <QtGlobal>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+
+/** What is remembered about one cell while it stays in view. */
+struct CellRecord
+{
+    /** Started when the cell entered the table. */
+    QElapsedTimer firstSeen;
+    /** Mobile country code. */
+    int mcc = 0;
+    /** Mobile network code. */
+    int mnc = 0;
+    /** Location area code (GSM, WCDMA) or tracking area code (LTE). */
+    int areaCode = 0;
+    /** dBm. */
+    qint64 signalDbm = 0;
+    /** The platform's cell type: 1 GSM, 2 WCDMA, 3 LTE. */
+    int type = 0;
+};
+
+/** What is remembered about one WLAN access point while it stays in view. */
+struct WlanRecord
+{
+    /** Started when the access point entered the table. */
+    QElapsedTimer firstSeen;
+    /** The connection manager's strength, negated. */
+    qint64 signalDbm = 0;
+};
+
+/** Age of a record as the web service wants it: milliseconds, at least 1. */
+inline qint64 ageMs(const QElapsedTimer &firstSeen)
+{
+    return std::max<qint64>(firstSeen.elapsed(), 1);
+}
+
+/** Removes from @p known all that is not in @p current. */
+template <typename Known, typename Current>
+void forgetUnseen(Known &known, const Current &current)
+{
+    for (auto entry = known.begin(); entry != known.end();)
+        entry = current.contains(entry.key()) ? std::next(entry) : known.erase(entry);
+}
+
+/** Whether @p now holds an entry that @p before lacks, or one whose signal moved by more than 1 dB.
+ */
+template <typename Table>
+bool pictureChanged(const Table &now, const Table &before)
+{
+    constexpr qint64 negligibleDb = 1;
+    for (auto entry = now.cbegin(); entry != now.cend(); ++entry) {
+        const auto previous = before.constFind(entry.key());
+        if (previous == before.cend()
+            || std::abs(entry->signalDbm - previous->signalDbm) > negligibleDb)
+            return true;
+    }
+    return false;
+}

@@ -1,0 +1,120 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "positioning/positionadaptor.h"
+
+#include "configuration/endpoint.h"
+
+#include <QDebug>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkReply>
+#include <QtMath>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int postalCodeAccuracyLevel = 4;
+constexpr double fuzzyZero = 1e-12;
+constexpr int longestLoggedError = 1000;
+
+/** A number, or a text that holds one; anything else is 0 with @p ok false. */
+double toNumber(const QVariant &value, bool *ok)
+{
+    const bool isNumeric = value.userType() == QMetaType::QString
+        || value.userType() == QMetaType::Double || value.userType() == QMetaType::LongLong;
+    const double number = isNumeric ? value.toDouble(ok) : 0.0;
+    *ok = isNumeric && *ok && qIsFinite(number);
+    return *ok ? number : 0.0;
+}
+
+bool isNonZero(double coordinate)
+{
+    return qAbs(coordinate) > fuzzyZero;
+}
+
+/** The network layer describes an error with the request's URL, and a service may echo what it was
+ * sent: what is logged shows no API key and stays on one line. */
+QString loggableError(const QString &error, const QUrl &url)
+{
+    QString text = error;
+    for (const auto form : {QUrl::PrettyDecoded, QUrl::FullyEncoded}) {
+        const QString key = url.toString(form).mid(endpointUrl({}).toString(form).size());
+        for (const QString &written : {key, QUrl::fromPercentEncoding(key.toLatin1())}) {
+            if (!written.isEmpty())
+                text.replace(written, QLatin1String("***"));
+        }
+    }
+    text.truncate(longestLoggedError);
+    std::replace_if(
+        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
+        QLatin1Char(' '));
+    return text;
+}
+
+} // namespace
+
+void PositionAdaptor::replyFinished(int timestamp)
+{
+    auto *reply = qobject_cast<QNetworkReply *>(sender());
+    if (!reply->property("timedOut").toBool())
+        retriesLeft = retryCount;
+
+    const QString error = reply->error() == QNetworkReply::NoError
+        ? parseReply(reply->readAll(), timestamp)
+        : reply->errorString();
+    if (error.isEmpty()) {
+        repeatRequest = false;
+    } else {
+        qWarning("Error string is not empty, repeating request");
+        qWarning().noquote() << loggableError(error, reply->url());
+        repeatRequest = true;
+        Q_EMIT PositionAcquiring(true);
+    }
+    reply->deleteLater();
+}
+
+QString PositionAdaptor::parseReply(const QByteArray &body, int timestamp)
+{
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError)
+        return parseError.errorString();
+    if (!document.isObject())
+        return QStringLiteral("JSON parse error: expected object at root level not found");
+
+    const QJsonObject root = document.object();
+    const QJsonValue failure = root.value(QStringLiteral("Location not found"));
+    if (failure.isObject())
+        return failure.toObject().value(QStringLiteral("message")).toString();
+    const QJsonValue location = root.value(QStringLiteral("location"));
+    if (!location.isObject())
+        return QStringLiteral("JSON parse error: position data not found");
+
+    takeLocation(location.toObject().toVariantMap(), timestamp);
+    return {};
+}
+
+void PositionAdaptor::takeLocation(const QVariantMap &location, int timestamp)
+{
+    Position &position = state->lastPosition;
+    bool ok = false;
+    position.fields = Position::NoFields;
+    position.latitude = toNumber(location.value(QStringLiteral("latitude")), &ok);
+    if (ok && isNonZero(position.latitude))
+        position.fields |= Position::LatitudeField;
+
+    position.longitude = toNumber(location.value(QStringLiteral("longitude")), &ok);
+    if (ok) {
+        if (isNonZero(position.longitude))
+            position.fields |= Position::LongitudeField;
+        Q_EMIT PositionAcquiring(false);
+    }
+
+    position.accuracy.level = postalCodeAccuracyLevel;
+    position.accuracy.horizontal = toNumber(location.value(QStringLiteral("accuracy")), &ok);
+    position.timestamp = timestamp;
+    writeCache();
+    updatePosition();
+}

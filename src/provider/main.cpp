@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "provider/ondravexa.h"
+
+#include <QCoreApplication>
+
+#include <memory>
+
+int main(int argc, char *argv[])
+{
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/user/100000/dbus/user_bus_socket");
+
+    QCoreApplication application(argc, argv);
+    // No plugin is needed. Those for bearer management, loaded with a network access manager, would
+    // call the connection manager and wait for it, poll the interfaces and second-guess whether
+    // there is a network.
+    QCoreApplication::setLibraryPaths({});
+
+    const auto provider = std::make_unique<OndraVexa>();
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,231 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "provider/ondravexa.h"
+
+#include "configuration/settingtext.h"
+#include "positioning/positionadaptor.h"
+
+#include <dbusaccess_peer.h>
+
+#include <QDBusConnection>
+#include <QDebug>
+#include <QFile>
+#include <QSettings>
+
+namespace {
+
+const QString apiKeyOption = QStringLiteral("apikey");
+const QString updateIntervalOption = QStringLiteral("update_interval");
+const QString backgroundUpdateIntervalOption = QStringLiteral("background_update_interval");
+const QString keepRequestsOption = QStringLiteral("keep_requests");
+const QString requestFilterOption = QStringLiteral("enable_request_filter");
+const QString settingsGroup = QStringLiteral("settings");
+
+/** The option keys that SetOptions may write, beside an emptied API key. */
+const QStringList optionNames = {
+    updateIntervalOption, backgroundUpdateIntervalOption, keepRequestsOption, requestFilterOption};
+
+enum ValidationError { NoVerdict = 0, InvalidKey = 1 };
+
+/** The options of a call whose values have a text form: text, number or boolean. */
+QVariantMap textualOptions(const QVariantMap &options)
+{
+    QVariantMap textual;
+    for (auto option = options.cbegin(); option != options.cend(); ++option) {
+        // As text, a byte is a character and not its number.
+        const QVariant value
+            = option->userType() == QMetaType::UChar ? QVariant(option->toUInt()) : *option;
+        if (value.canConvert<QString>() && value.type() != QVariant::StringList)
+            textual.insert(option.key(), value);
+        else
+            qWarning() << "Ignoring option that is neither text, number nor boolean:"
+                       << option.key();
+    }
+    return textual;
+}
+
+bool hasText(const QVariantMap &options, const QString &key)
+{
+    return !options.value(key).toString().isEmpty();
+}
+
+} // namespace
+
+bool OndraVexa::settingsFileExists() const
+{
+    if (QFile::exists(settingsPath))
+        return true;
+    qDebug().noquote().nospace() << "No such config file: " << settingsPath;
+    return false;
+}
+
+bool OndraVexa::readSettings(QVariantMap &settings) const
+{
+    if (!settingsFileExists())
+        return false;
+
+    QSettings file(settingsPath, QSettings::IniFormat);
+    file.beginGroup(settingsGroup);
+    const QStringList keys = file.allKeys();
+    for (const QString &key : keys)
+        settings.insert(key, settingText(file.value(key)));
+    file.endGroup();
+    return true;
+}
+
+bool OndraVexa::writeSettings(const QVariantMap &values, const QStringList &allowedKeys)
+{
+    if (!settingsFileExists())
+        return false;
+
+    QSettings file(settingsPath, QSettings::IniFormat);
+    file.beginGroup(settingsGroup);
+    QVariantMap changed;
+    for (auto option = values.cbegin(); option != values.cend(); ++option) {
+        if (!allowedKeys.isEmpty() && !allowedKeys.contains(option.key()))
+            continue;
+        if (file.contains(option.key())
+            && QVariant(settingText(file.value(option.key()))) == *option)
+            continue;
+        file.setValue(option.key(), option->toString());
+        changed.insert(option.key(), *option);
+    }
+    file.endGroup();
+    file.sync();
+
+    if (file.status() == QSettings::NoError)
+        Q_EMIT OptionsChanged(changed);
+    else
+        qWarning("Error writing to config file with error: %d", file.status());
+    return true;
+}
+
+quint64 OndraVexa::intervalOption(const QVariantMap &options, const QString &key)
+{
+    constexpr quint64 msPerSecond = 1000;
+    constexpr quint64 shortestMs = 1000;
+    constexpr quint64 longestMs = 2147483000;
+    bool ok = false;
+    const quint64 seconds = options.value(key).toULongLong(&ok);
+    return ok ? qBound(shortestMs, seconds * msPerSecond, longestMs) : 0;
+}
+
+void OndraVexa::applyOptions(const QVariantMap &options)
+{
+    if (hasText(options, keepRequestsOption))
+        keepRequests = options.value(keepRequestsOption).toInt();
+    if (hasText(options, updateIntervalOption)) {
+        updateInterval = intervalOption(options, updateIntervalOption);
+        positionAdaptor->setUpdateInterval(updateInterval);
+    }
+    if (hasText(options, backgroundUpdateIntervalOption))
+        backgroundUpdateInterval = intervalOption(options, backgroundUpdateIntervalOption);
+    if (hasText(options, requestFilterOption)) {
+        requestFilter = options.value(requestFilterOption).toBool();
+        positionAdaptor->setRequestFilter(requestFilter);
+    }
+    if (options.contains(apiKeyOption))
+        positionAdaptor->setApiKey(options.value(apiKeyOption).toString());
+    if (!references.isEmpty() && !positionAdaptor->isRunning())
+        positionAdaptor->startUpdates();
+}
+
+QVariantMap OndraVexa::GetOptions()
+{
+    requireBusCall("GetOptions");
+    QVariantMap options;
+    if (!readSettings(options))
+        sendErrorReply(QDBusError::Failed, QStringLiteral("Error reading config options"));
+    return options;
+}
+
+void OndraVexa::SetOptions(const QVariantMap &options)
+{
+    requireBusCall("SetOptions");
+    QVariantMap values = textualOptions(options);
+    QStringList allowedKeys = optionNames;
+    const QString newKey = values.value(apiKeyOption).toString();
+    if (values.contains(apiKeyOption) && newKey != positionAdaptor->apiKey()) {
+        if (newKey.isEmpty()) {
+            allowedKeys.append(apiKeyOption);
+        } else {
+            values.remove(apiKeyOption);
+            pendingCall = message();
+            setDelayedReply(true);
+            callerIsSettingsApp = isCallerSettingsApp();
+            keyValidator->validateKey(newKey);
+        }
+    }
+
+    applyOptions(values);
+    if (!writeSettings(values, allowedKeys))
+        sendErrorReply(QDBusError::Failed, QStringLiteral("Error writing config options"));
+}
+
+bool OndraVexa::isCallerSettingsApp() const
+{
+    const QByteArray caller = message().service().toLatin1();
+    const DAPeer *peer = da_peer_get(DA_BUS_SYSTEM, caller.constData());
+    if (!peer)
+        return false;
+
+    const QString processId = QString::number(peer->pid);
+    da_peer_flush(DA_BUS_SYSTEM, caller.constData());
+    QFile comm(QStringLiteral("/proc/%1/comm").arg(processId));
+    return comm.open(QIODevice::ReadOnly | QIODevice::Text)
+        && comm.readLine().trimmed() == "kelpa-settings";
+}
+
+void OndraVexa::keyValidationStatusChanged(
+    KeyValidator::KeyStatus keyStatus, const QString &validatedKey)
+{
+    if (pendingCall.type() != QDBusMessage::MethodCallMessage
+        || keyStatus == KeyValidator::KeyChecking)
+        return;
+
+    switch (keyStatus) {
+    case KeyValidator::KeyValid:
+        saveValidKey(validatedKey);
+        break;
+    case KeyValidator::KeyInvalid:
+        if (callerIsSettingsApp)
+            Q_EMIT ValidationErrorNotify(InvalidKey);
+        sendPendingError(QDBusError::InvalidArgs, QStringLiteral("Provided API key is invalid"));
+        break;
+    case KeyValidator::KeyNetworkError:
+        if (callerIsSettingsApp)
+            Q_EMIT ValidationErrorNotify(NoVerdict);
+        sendPendingError(
+            QDBusError::NoNetwork, QStringLiteral("Network error occurred during key validation"));
+        break;
+    default:
+        if (callerIsSettingsApp)
+            Q_EMIT ValidationErrorNotify(NoVerdict);
+        sendPendingError(
+            QDBusError::InternalError, QStringLiteral("Unknown error during key validation"));
+    }
+    pendingCall = QDBusMessage();
+}
+
+void OndraVexa::saveValidKey(const QString &key)
+{
+    const QVariantMap values = {{apiKeyOption, key}};
+    if (!writeSettings(values, {})) {
+        sendPendingError(
+            QDBusError::Failed, QStringLiteral("Failed to save valid API key to configuration"));
+        return;
+    }
+
+    applyOptions(values);
+    QDBusConnection::systemBus().send(pendingCall.createReply());
+}
+
+void OndraVexa::sendPendingError(QDBusError::ErrorType type, const QString &text)
+{
+    if (pendingCall.type() != QDBusMessage::MethodCallMessage) {
+        qWarning("Cannot send error reply - no pending call");
+        return;
+    }
+    QDBusConnection::systemBus().send(pendingCall.createErrorReply(type, text));
+}
