@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include "busconnection.h"
+#include "childprocess.h"
+#include "scratchdirectory.h"
+
+#include <QMap>
+
+#include <chrono>
+
+// The daemon, run in a temporary directory of its own on a private bus.
+class DaemonProcess : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit DaemonProcess(const QString &busAddress);
+    ~DaemonProcess() override;
+
+    QString settingsPath() const;
+    QString cachePath() const;
+    // Writes the section "settings" of the settings file anew, from option names and their texts.
+    void writeSettings(const QMap<QString, QString> &options) const;
+    // Writes the settings file anew with exactly this content.
+    void writeRawSettings(const QByteArray &content) const;
+    void removeSettings() const;
+    // For the next start; a null value takes the variable away.
+    void setEnvironmentVariable(const QString &name, const QString &value);
+
+    // Starts the daemon in its directory, again as often as wanted; the log begins anew. False when
+    // the program cannot be run.
+    bool start();
+    // Ends it with SIGTERM, or at once with SIGKILL, and waits for the end.
+    void terminate();
+    void kill();
+    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    qint64 processId() const { return m_process.processId(); }
+    // Of the last run.
+    int exitCode() const { return m_process.exitCode(); }
+    bool crashed() const { return m_process.exitStatus() == QProcess::CrashExit; }
+
+    // All lines since the start, such as "warning: Valid key".
+    const QStringList &log() const { return m_log; }
+    // How many lines of the log contain the text.
+    int logCount(const QString &text) const;
+
+    // Run the event loop until it has happened; false when the deadline passes first.
+    bool waitForLog(const QString &text, std::chrono::milliseconds deadline, int count = 1) const;
+    bool waitForName(std::chrono::milliseconds deadline);
+    bool waitForEnd(std::chrono::milliseconds deadline) const;
+
+Q_SIGNALS:
+    void logged(const QString &line);
+
+private:
+    void readLog();
+
+    ScratchDirectory m_directory;
+    BusConnection m_connection;
+    QProcessEnvironment m_environment;
+    QByteArray m_unfinishedLine;
+    QStringList m_log;
+    ChildProcess m_process;
+};

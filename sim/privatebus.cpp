@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "privatebus.h"
+
+#include <QFile>
+
+namespace {
+
+constexpr int startDeadlineMs = 10000;
+
+const QLatin1String configuration(
+    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>custom</type>
+  <listen>%1</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)");
+
+} // namespace
+
+PrivateBus::PrivateBus()
+{
+    QFile file(m_directory.filePath(QStringLiteral("bus.conf")));
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(QString(configuration).arg(address()).toUtf8());
+        file.close();
+        start();
+    }
+}
+
+PrivateBus::~PrivateBus()
+{
+    kill();
+}
+
+QString PrivateBus::address() const
+{
+    return QStringLiteral("unix:path=") % m_directory.filePath(QStringLiteral("bus"));
+}
+
+bool PrivateBus::start()
+{
+    QFile::remove(m_directory.filePath(QStringLiteral("bus")));
+    m_daemon.start(QStringLiteral("dbus-daemon"),
+        {QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+            QStringLiteral("--print-address"),
+            QStringLiteral("--config-file=") % m_directory.filePath(QStringLiteral("bus.conf"))});
+    // The address is printed once the daemon listens.
+    const bool listening
+        = m_daemon.waitForStarted(startDeadlineMs) && m_daemon.waitForReadyRead(startDeadlineMs);
+    if (!listening) {
+        qWarning("No private bus: %s %s", qUtf8Printable(m_daemon.errorString()),
+            m_daemon.readAllStandardError().constData());
+    }
+    return listening;
+}
+
+void PrivateBus::kill()
+{
+    m_daemon.kill();
+    m_daemon.waitForFinished();
+}

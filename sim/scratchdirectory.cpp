@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "scratchdirectory.h"
+
+#include <QDir>
+
+#include <unistd.h>
+
+namespace {
+
+// A socket address holds 107 characters; this leaves 37 for the names below the directory.
+constexpr int longestUsefulTempPath = 70;
+
+QString directoryTemplate()
+{
+    const QString temp = QDir::tempPath();
+    const QString base = temp.size() <= longestUsefulTempPath ? temp : QStringLiteral("/tmp");
+    return base % QStringLiteral("/ondravexa-XXXXXX");
+}
+
+} // namespace
+
+ScratchDirectory::ScratchDirectory() : m_directory(directoryTemplate())
+{
+    if (!m_directory.isValid()) {
+        qFatal("No temporary directory: %s", qUtf8Printable(m_directory.errorString()));
+    }
+    // End of input means that this process is gone; its children may need a moment to follow.
+    m_guardian.start(QStringLiteral("/bin/sh"),
+        {QStringLiteral("-c"), QStringLiteral("read -r _; sleep 0.3; rm -rf -- \"$0\""), path()});
+    m_guardian.waitForStarted();
+}
+
+ScratchDirectory::Guardian::~Guardian()
+{
+    kill();
+    waitForFinished();
+}
+
+void ScratchDirectory::Guardian::setupChildProcess()
+{
+    // Out of reach of a Ctrl-C meant for the foreground.
+    ::setsid();
+}

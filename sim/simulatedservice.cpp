@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "simulatedservice.h"
+
+#include "simulatedtypes.h"
+
+SimulatedService::SimulatedService(const QString &busAddress, const QString &busName)
+    : m_busAddress(busAddress), m_busName(busName)
+{
+    registerSimulatedTypes();
+}
+
+SimulatedService::~SimulatedService() = default;
+
+bool SimulatedService::start()
+{
+    auto connection = std::make_unique<BusConnection>(m_busAddress);
+    const bool started = (*connection)->isConnected()
+        && (*connection)->registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath)
+        && (*connection)->registerService(m_busName);
+    if (started) {
+        m_connection = std::move(connection);
+    }
+    return started;
+}
+
+void SimulatedService::stop()
+{
+    m_connection.reset();
+    recovered();
+}
+
+void SimulatedService::neverAnswer(const QString &method)
+{
+    m_misbehaviours.insert(method, {Misbehaviour::Kind::Silence, {}, {}});
+}
+
+void SimulatedService::answerError(const QString &method, const QString &errorName)
+{
+    m_misbehaviours.insert(method, {Misbehaviour::Kind::Error, errorName, {}});
+}
+
+void SimulatedService::answerWith(const QString &method, const QVariantList &values)
+{
+    m_misbehaviours.insert(method, {Misbehaviour::Kind::Values, {}, values});
+}
+
+void SimulatedService::behave(const QString &method)
+{
+    m_misbehaviours.remove(method);
+    recovered();
+}
+
+void SimulatedService::emitSignal(const QString &path, const QString &interface,
+    const QString &name, const QVariantList &arguments)
+{
+    if (m_connection) {
+        QDBusMessage signal = QDBusMessage::createSignal(path, interface, name);
+        signal.setArguments(arguments);
+        (*m_connection)->send(signal);
+    }
+}
+
+bool SimulatedService::handleMessage(const QDBusMessage &message, const QDBusConnection &)
+{
+    if (message.type() != QDBusMessage::MethodCallMessage || !m_connection) {
+        return false;
+    }
+    ++m_callCounts[message.member()];
+    const bool known = answer(message);
+    Q_EMIT called(message.member());
+    return known;
+}
+
+QString SimulatedService::introspect(const QString &) const
+{
+    return {};
+}
+
+bool SimulatedService::reply(const QDBusMessage &call, const QVariantList &values)
+{
+    if (!m_connection) {
+        return false;
+    }
+    const auto misbehaviour = m_misbehaviours.constFind(call.member());
+    if (misbehaviour == m_misbehaviours.constEnd()) {
+        (*m_connection)->send(call.createReply(values));
+        return true;
+    }
+    switch (misbehaviour->kind) {
+    case Misbehaviour::Kind::Silence:
+        return false;
+    case Misbehaviour::Kind::Error:
+        replyError(call, misbehaviour->errorName);
+        break;
+    case Misbehaviour::Kind::Values:
+        (*m_connection)->send(call.createReply(misbehaviour->values));
+        break;
+    }
+    return true;
+}
+
+void SimulatedService::replyError(const QDBusMessage &call, const QString &errorName)
+{
+    if (m_connection) {
+        (*m_connection)->send(call.createErrorReply(errorName, QStringLiteral("As simulated")));
+    }
+}
