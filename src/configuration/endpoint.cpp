@@ -14,7 +14,7 @@ namespace {
 QString readEndpointPrefix()
 {
     const QSettings settings(QString::fromLatin1(Places::settingsFile), QSettings::IniFormat);
-    const QString link = settingText(settings.value(QStringLiteral("settings/link")));
+    QString link = settingText(settings.value(QStringLiteral("settings/link")));
     if (link.isEmpty())
         return QStringLiteral("https://" ONDRAVEXA_ENDPOINT_HOST "/v2/geolocation?key=");
     return link;
