@@ -9,6 +9,8 @@
 
 void ChildProcess::setupChildProcess()
 {
+    // Out of reach of a Ctrl-C at the terminal, so that this process can end it in good order.
+    ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // The parent may have died before the line above.
     if (::getppid() != m_parentId) {

@@ -22,10 +22,9 @@ constexpr time_t keepAliveSecs = 120; // longer than clients keep idle connectio
 constexpr size_t requestsPerConnection = 1000000;
 constexpr auto forEver = std::chrono::hours(24);
 
-// ConnMan's strength is the signal in dBm plus this.
-constexpr double connManOffsetDb = 120;
-// Radius around the estimate, in its standard deviations, that holds the truth nearly always.
-constexpr double accuracyFactor = 2;
+// Radius around the estimate, in its standard deviations as the weights have it. The figure is
+// measured: along all streets of the simulated city the circle holds the truth 19 times out of 20.
+constexpr double accuracyFactor = 2.6;
 
 QByteArray jsonText(const QJsonObject &object)
 {
@@ -276,17 +275,17 @@ QVector<GeolocationService::Sighting> GeolocationService::sightings(const QJsonO
     const QJsonObject network = json.value(QLatin1String("mobileNetwork")).toObject();
     QVector<Sighting> seen;
     const std::lock_guard lock(m_mutex);
-    for (const QJsonValue &tower : network.value(QLatin1String("cellTowers")).toArray()) {
+    for (const QJsonValue tower : network.value(QLatin1String("cellTowers")).toArray()) {
         const auto cell = m_cells.constFind(tower[QLatin1String("cellID")].toInt());
         if (cell != m_cells.constEnd()) {
             seen.append({*cell, cell->metresAt(tower[signal].toDouble())});
         }
     }
-    for (const QJsonValue &value : json.value(QLatin1String("wifiAccessPoints")).toArray()) {
+    for (const QJsonValue value : json.value(QLatin1String("wifiAccessPoints")).toArray()) {
         const auto accessPoint
             = m_accessPoints.constFind(value[QLatin1String("macAddress")].toString());
         if (accessPoint != m_accessPoints.constEnd()) {
-            const double dbm = -value[signal].toDouble() - connManOffsetDb;
+            const double dbm = -value[signal].toDouble() - connManStrengthOffsetDb;
             seen.append({*accessPoint, accessPoint->metresAt(dbm)});
         }
     }

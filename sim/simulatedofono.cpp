@@ -19,7 +19,7 @@ const QLatin1String propertyChanged("PropertyChanged");
 
 const SimulatedModem *findIn(const QVector<SimulatedModem> &modems, const QString &path)
 {
-    const auto modem = std::find_if(modems.cbegin(), modems.cend(),
+    const auto *const modem = std::find_if(modems.cbegin(), modems.cend(),
         [&path](const SimulatedModem &candidate) { return candidate.path == path; });
     return modem == modems.cend() ? nullptr : &*modem;
 }

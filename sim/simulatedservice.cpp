@@ -5,8 +5,10 @@
 
 #include "simulatedtypes.h"
 
-SimulatedService::SimulatedService(const QString &busAddress, const QString &busName)
-    : m_busAddress(busAddress), m_busName(busName)
+#include <utility>
+
+SimulatedService::SimulatedService(QString busAddress, QString busName)
+    : m_busAddress(std::move(busAddress)), m_busName(std::move(busName))
 {
     registerSimulatedTypes();
 }

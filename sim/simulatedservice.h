@@ -50,7 +50,7 @@ Q_SIGNALS:
     void called(const QString &method);
 
 protected:
-    SimulatedService(const QString &busAddress, const QString &busName);
+    SimulatedService(QString busAddress, QString busName);
 
     // Answers the call in the end with reply() or replyError(); false when there is no such method.
     virtual bool answer(const QDBusMessage &call) = 0;

@@ -1,0 +1,201 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "demo.h"
+
+#include <QTime>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+using Seconds = Walk::Seconds;
+using namespace std::chrono_literals;
+
+const QLatin1String apiKey("demo-key");
+const QLatin1String modemPath("/ril_0");
+const QLatin1String filteredLine("Changes in cells or wlans are negligible - request filtered");
+
+constexpr int updateIntervalSecs = 2;
+constexpr int lockedIntervalSecs = 6;
+constexpr auto stepPeriod = 250ms;
+constexpr auto daemonDeadline = 10s;
+
+// 1.4 m/s is an unhurried walk.
+constexpr double speedUp = 13;
+constexpr double walkingSpeed = 1.4 * speedUp;
+constexpr double restAtMetres = 330;
+constexpr Seconds restTime = 9s;
+constexpr Seconds lockAt = 33s;
+constexpr Seconds unlockAt = 47s;
+
+const QVector<QPointF> &wayThroughTown()
+{
+    static const QVector<QPointF> way{
+        {110, 105}, {110, 195}, {205, 195}, {205, 280}, {400, 280}, {400, 105}};
+    return way;
+}
+
+QString angle(double degrees, QChar positive, QChar negative)
+{
+    return QStringLiteral("%1° %2")
+        .arg(std::abs(degrees), 0, 'f', 5)
+        .arg(degrees < 0 ? negative : positive);
+}
+
+double median(QVector<double> values)
+{
+    const auto middle = values.begin() + values.size() / 2;
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace
+
+Demo::Demo() : m_walk(wayThroughTown(), walkingSpeed, restAtMetres, restTime)
+{
+    m_city.registerWith(m_service);
+    m_service.acceptKey(apiKey);
+    m_daemon.writeSettings(
+        {{QStringLiteral("apikey"), apiKey}, {QStringLiteral("link"), m_service.link()},
+            {QStringLiteral("update_interval"), QString::number(updateIntervalSecs)},
+            {QStringLiteral("background_update_interval"), QString::number(lockedIntervalSecs)},
+            {QStringLiteral("keep_requests"), QStringLiteral("1")},
+            {QStringLiteral("enable_request_filter"), QStringLiteral("true")}});
+    connect(&m_service, &GeolocationService::requestArrived, this, &Demo::noteRequest);
+    connect(&m_stepTimer, &QTimer::timeout, this, &Demo::step);
+}
+
+bool Demo::start()
+{
+    m_screen << QStringLiteral(
+        "A walk of %1 s through a town on no map, %2 times as fast as on foot.\n")
+                    .arg(std::lround(m_walk.roundTime().count()))
+                    .arg(speedUp);
+    lookAround(m_walk.placeAt(Seconds(0)));
+    if (!m_bus.isRunning() || !m_phone.start() || !m_daemon.start()
+        || !m_daemon.waitForName(daemonDeadline)) {
+        m_screen << m_daemon.log().join(QLatin1Char('\n')) << "\nThe daemon did not come up.\n"
+                 << Qt::flush;
+        return false;
+    }
+    m_client = std::make_unique<PositionClient>(m_bus.address());
+    connect(m_client.get(), &PositionClient::positionChanged, this, &Demo::showPosition);
+    connect(m_client.get(), &PositionClient::statusChanged, this, &Demo::showStatus);
+    if (!m_client->start()) {
+        m_screen << "The daemon did not take our reference.\n" << Qt::flush;
+        return false;
+    }
+    m_clock.start();
+    m_stepTimer.start(stepPeriod);
+    say(QStringLiteral("setting off; a position every %1 s is asked for").arg(updateIntervalSecs));
+    return true;
+}
+
+void Demo::step()
+{
+    const Seconds time = walkingTime();
+    const Seconds round = m_walk.roundTime();
+    const Seconds inRound(std::fmod(time.count(), round.count()));
+    const QPointF place = m_walk.placeAt(time);
+    lookAround(place);
+    m_drawing.addStep(place, m_locked);
+    if (m_walk.restsAt(time) != m_resting) {
+        m_resting = !m_resting;
+        say(m_resting ? QStringLiteral(
+                "the walker stands still; nothing changes, so the filter saves requests")
+                      : QStringLiteral("the walker goes on"));
+    }
+    setLocked(inRound >= lockAt && inRound < unlockAt);
+    if (time >= round && time - stepPeriod < round) {
+        Q_EMIT roundDone();
+    }
+}
+
+void Demo::lookAround(const QPointF &place)
+{
+    const RadioView view = m_city.viewFrom(place);
+    SimulatedModem modem;
+    modem.path = modemPath;
+    modem.servingCell = view.servingCell;
+    modem.neighbours = view.neighbours;
+    m_phone.ofono.setModems({modem});
+    SimulatedObjects services;
+    for (const RadioView::Wlan &wlan : view.wlans) {
+        services.append(SimulatedConnMan::wlan(wlan.path, wlan.bssid, wlan.strength));
+    }
+    m_phone.connMan.setServices(services);
+}
+
+void Demo::setLocked(bool locked)
+{
+    if (locked == m_locked) {
+        return;
+    }
+    m_locked = locked;
+    m_phone.mce.setLockMode(locked ? QStringLiteral("locked") : QStringLiteral("unlocked"));
+    say(locked ? QStringLiteral("the phone is locked; now every %1 s is enough")
+                     .arg(lockedIntervalSecs)
+               : QStringLiteral("the phone is unlocked; every %1 s again").arg(updateIntervalSecs));
+}
+
+void Demo::noteRequest()
+{
+    m_placeAtRequest = m_walk.placeAt(walkingTime());
+}
+
+void Demo::showPosition(const PublishedPosition &position)
+{
+    if (position.timestamp == m_lastTimestamp) {
+        ++m_repetitions;
+        return;
+    }
+    m_lastTimestamp = position.timestamp;
+    const double error = distanceMetres(position.place, m_city.coordinateOf(m_placeAtRequest));
+    m_errors.append(error);
+    m_insideAccuracy += error <= position.accuracy ? 1 : 0;
+    m_drawing.addPosition(m_city.pointOf(position.place), position.accuracy, m_placeAtRequest);
+    say(QStringLiteral("%1  %2  ± %3 m, in truth %4 m off")
+            .arg(angle(position.place.latitude, QLatin1Char('N'), QLatin1Char('S')),
+                angle(position.place.longitude, QLatin1Char('E'), QLatin1Char('W')))
+            .arg(std::lround(position.accuracy), 3)
+            .arg(std::lround(error), 3));
+}
+
+void Demo::showStatus(int status)
+{
+    static const QStringList words{QStringLiteral("error"), QStringLiteral("no position available"),
+        QStringLiteral("looking for a position"), QStringLiteral("position available")};
+    say(QStringLiteral("status: ") % words.value(status, QString::number(status)));
+}
+
+void Demo::say(const QString &words)
+{
+    m_screen << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  " << words << '\n'
+             << Qt::flush;
+}
+
+Walk::Seconds Demo::walkingTime() const
+{
+    return std::chrono::milliseconds(m_clock.elapsed());
+}
+
+bool Demo::sumUp()
+{
+    if (m_errors.isEmpty()) {
+        m_screen << m_daemon.log().join(QLatin1Char('\n')) << "\nNo position came.\n" << Qt::flush;
+        return false;
+    }
+    m_screen << QStringLiteral(
+        "%1 positions (and %2 repetitions), median error %3 m, %4 within their accuracy; "
+        "%5 requests sent, %6 saved by the filter.\n")
+                    .arg(m_errors.size())
+                    .arg(m_repetitions)
+                    .arg(std::lround(median(m_errors)))
+                    .arg(m_insideAccuracy)
+                    .arg(m_service.requests().size())
+                    .arg(m_daemon.logCount(filteredLine))
+             << Qt::flush;
+    return true;
+}

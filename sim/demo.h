@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include "city.h"
+#include "daemonprocess.h"
+#include "geolocationservice.h"
+#include "positionclient.h"
+#include "privatebus.h"
+#include "simulatedphone.h"
+#include "walk.h"
+#include "walkdrawing.h"
+
+#include <QElapsedTimer>
+#include <QMap>
+#include <QTextStream>
+#include <QTimer>
+
+#include <memory>
+
+// A walk through the city with a phone in the pocket: the daemon finds out where it is, and the
+// screen says so.
+class Demo : public QObject
+{
+    Q_OBJECT
+
+public:
+    Demo();
+
+    // Sets off; false, with a word on the screen, when something of the surroundings does not
+    // start.
+    bool start();
+    // The summary line; true when there was any position.
+    bool sumUp();
+    QByteArray drawing() const { return m_drawing.svg(); }
+
+Q_SIGNALS:
+    // Once round the walk.
+    void roundDone();
+
+private:
+    void step();
+    void lookAround(const QPointF &place);
+    void setLocked(bool locked);
+    void noteRequest();
+    void showPosition(const PublishedPosition &position);
+    void showStatus(int status);
+    void say(const QString &words);
+    Walk::Seconds walkingTime() const;
+
+    City m_city;
+    const Walk m_walk;
+    WalkDrawing m_drawing{m_city};
+    PrivateBus m_bus;
+    SimulatedPhone m_phone{m_bus.address()};
+    GeolocationService m_service;
+    DaemonProcess m_daemon{m_bus.address()};
+    std::unique_ptr<PositionClient> m_client;
+
+    QTimer m_stepTimer;
+    QElapsedTimer m_clock;
+    bool m_resting = false;
+    bool m_locked = false;
+    QPointF m_placeAtRequest; // where the phone was when the last request left it
+    qint64 m_lastTimestamp = 0;
+    QVector<double> m_errors; // metres
+    int m_insideAccuracy = 0;
+    int m_repetitions = 0;
+    QTextStream m_screen{stdout};
+};
