@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include <QtCore/QObject>
+
+class SystemService;
+
+/// Whether the touch screen and the keys are locked, as MCE says; unlocked without MCE.
+class QMceTkLock : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit QMceTkLock(QObject *parent = nullptr);
+
+    bool locked() const { return m_locked; }
+
+Q_SIGNALS:
+    void lockedChanged();
+
+private:
+    void fetch();
+    void setMode(const QString &mode);
+
+    SystemService *m_service;
+    bool m_locked = false;
+};

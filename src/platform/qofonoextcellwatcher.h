@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include "qofonoextcell.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QSharedPointer>
+#include <QtCore/QStringList>
+
+class OfonoCellMonitor;
+class QDBusMessage;
+class SystemService;
+
+/// The cells that the modems see, as oFono reports them; none without oFono.
+class QOfonoExtCellWatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit QOfonoExtCellWatcher(QObject *parent = nullptr);
+    ~QOfonoExtCellWatcher() override;
+
+    /// The cells last reported: modem by modem in oFono's order, for each its serving cell, then
+    /// the neighbours. Also has the modems asked again, without waiting for them.
+    QList<QSharedPointer<QOfonoExtCell>> cells() const;
+
+private:
+    void fetch();
+    void setModems(const QVariant &listed);
+    void receive(const QDBusMessage &signal);
+    void setModem(const QString &path, const QVariantMap &properties);
+    void removeModem(const QString &path);
+    void clear();
+
+    SystemService *m_service;
+    QStringList m_modems;
+    QHash<QString, QSharedPointer<OfonoCellMonitor>> m_monitors;
+};

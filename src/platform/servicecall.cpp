@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "servicecall.h"
+
+#include <QtDBus/QDBusConnection>
+#include <utility>
+
+ServiceCall::ServiceCall(SystemService *service, QString signature, const QObject *context,
+    SystemService::AnswerHandler handler)
+    : QObject(service), m_service(service), m_owner(service->owner()),
+      m_signature(std::move(signature)), m_context(context), m_handler(std::move(handler))
+{
+}
+
+void ServiceCall::send(const QDBusMessage &call)
+{
+    const auto timeoutMs = static_cast<int>(SystemService::callTimeout.count());
+    if (!QDBusConnection::systemBus().callWithCallback(
+            call, this, SLOT(succeed(QDBusMessage)), SLOT(fail(QDBusError)), timeoutMs))
+        deleteLater();
+}
+
+QString ServiceCall::unexpectedSignature(const QString &actual, const QString &expected)
+{
+    return QStringLiteral("the signature is (%1) instead of (%2)").arg(actual, expected);
+}
+
+void ServiceCall::succeed(const QDBusMessage &reply)
+{
+    if (reply.signature() == m_signature)
+        finish(reply.arguments().value(0), {});
+    else
+        finish({},
+            QDBusError(
+                QDBusError::InvalidSignature, unexpectedSignature(reply.signature(), m_signature)));
+}
+
+void ServiceCall::fail(const QDBusError &error)
+{
+    finish({}, error);
+}
+
+void ServiceCall::finish(const QVariant &value, const QDBusError &error)
+{
+    deleteLater();
+    if (!m_context.isNull() && m_service->owner() == m_owner)
+        m_handler(value, error);
+}

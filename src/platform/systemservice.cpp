@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "systemservice.h"
+
+#include "servicecall.h"
+
+#include <QtCore/QDebug>
+#include <QtDBus/QDBusArgument>
+#include <QtDBus/QDBusConnection>
+#include <QtDBus/QDBusObjectPath>
+#include <QtDBus/QDBusServiceWatcher>
+#include <QtDBus/QDBusVariant>
+
+SystemService::SystemService(const QString &name, QObject *parent) : QObject(parent), m_name(name)
+{
+    QDBusConnection bus = QDBusConnection::systemBus();
+    auto *watcher
+        = new QDBusServiceWatcher(name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
+
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("GetNameOwner"));
+    call << name;
+    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
+}
+
+// No sender in the rule, not even its unique name: the connection would ask the bus who owns it,
+// and wait for the answer. Signals are told apart when they arrive.
+void SystemService::listen(const QString &path, const QString &interface, const QString &signal,
+    const QString &signature, const QStringList &firstArguments)
+{
+    m_signatures.insert(interface % QLatin1Char('.') % signal, signature);
+    QDBusConnection bus = QDBusConnection::systemBus();
+    if (firstArguments.isEmpty())
+        bus.connect({}, path, interface, signal, this, SLOT(relay(QDBusMessage)));
+    for (const QString &argument : firstArguments)
+        bus.connect(
+            {}, path, interface, signal, {argument}, QString(), this, SLOT(relay(QDBusMessage)));
+}
+
+void SystemService::takeOwner(const QDBusMessage &reply)
+{
+    setOwner(reply.arguments().value(0).toString());
+}
+
+void SystemService::missOwner(const QDBusError &error)
+{
+    qDebug() << qUtf8Printable(m_name) << "is not there:" << error.message();
+}
+
+void SystemService::setOwner(const QString &owner)
+{
+    if (owner == m_owner)
+        return;
+    if (!m_owner.isEmpty()) {
+        qDebug() << qUtf8Printable(m_name) << "has left the bus";
+        m_owner.clear();
+        Q_EMIT vanished();
+    }
+    if (!owner.isEmpty()) {
+        qDebug() << qUtf8Printable(m_name) << "is on the bus";
+        m_owner = owner;
+        m_warned.clear();
+        Q_EMIT appeared();
+    }
+}
+
+void SystemService::relay(const QDBusMessage &signal)
+{
+    if (signal.service() != m_owner)
+        return;
+    const QString name = signal.interface() % QLatin1Char('.') % signal.member();
+    const QString expected = m_signatures.value(name);
+    if (signal.signature() == expected)
+        Q_EMIT signalReceived(signal);
+    else
+        warnOnce(name, ServiceCall::unexpectedSignature(signal.signature(), expected));
+}
+
+void SystemService::ask(const QString &path, const QString &interface, const QString &method,
+    const QString &signature, const QObject *context, const AnswerHandler &handler)
+{
+    if (m_owner.isEmpty())
+        return;
+    auto *call = new ServiceCall(this, signature, context, handler);
+    call->send(QDBusMessage::createMethodCall(m_owner, path, interface, method));
+}
+
+void SystemService::warnOnce(const QString &subject, const QString &reason)
+{
+    if (m_warned.contains(subject))
+        return;
+    m_warned.insert(subject);
+    qWarning() << "Ignoring" << qUtf8Printable(subject) << "of"
+               << qUtf8Printable(m_name % QLatin1Char(':')) << reason;
+}
+
+void SystemService::warnOnce(const QString &method, const QDBusError &error)
+{
+    warnOnce(method, QString(error.name() % QLatin1String(": ") % error.message()));
+}
+
+QVector<SystemService::Object> SystemService::objects(const QVariant &value)
+{
+    QVector<Object> result;
+    const auto argument = value.value<QDBusArgument>();
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QDBusObjectPath path;
+        QVariantMap properties;
+        argument.beginStructure();
+        argument >> path >> properties;
+        argument.endStructure();
+        result.append({path.path(), properties});
+    }
+    argument.endArray();
+    return result;
+}
+
+QVariantMap SystemService::changedProperty(const QDBusMessage &signal)
+{
+    const QVariantList arguments = signal.arguments();
+    return {{arguments.at(0).toString(), arguments.at(1).value<QDBusVariant>().variant()}};
+}
