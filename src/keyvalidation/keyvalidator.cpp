@@ -3,20 +3,15 @@
 
 #include "keyvalidation/keyvalidator.h"
 
-#include "configuration/endpoint.h"
+#include "webservice/endpoint.h"
+#include "webservice/webrequest.h"
 
-#include <QDateTime>
-#include <QJsonDocument>
 #include <QMetaEnum>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QTimer>
-#include <QUrlQuery>
-#include <QUuid>
+#include <QUrl>
 
 namespace {
-
-constexpr int requestTimeoutMs = 10000;
 
 QString keyOf(const QUrl &url)
 {
@@ -43,26 +38,19 @@ void KeyValidator::validateKey(const QString &key)
     Q_EMIT needRestartTimer();
     Q_EMIT statusChanged(KeyChecking, key);
 
-    const QUrl url = endpointUrl(key);
-    const QString uuid = QUuid::createUuid().toString();
-    requestDocument.insert(QStringLiteral("sessionUUID"), uuid.mid(1, uuid.size() - 2));
-    requestDocument.insert(QStringLiteral("captureTimestampUnix"),
-        static_cast<quint32>(QDateTime::currentMSecsSinceEpoch() / 1000));
+    const QString url = endpointPrefix() + key;
+    requestDocument.insert(QStringLiteral("sessionUUID"), WebRequest::randomUuid());
+    requestDocument.insert(QStringLiteral("captureTimestampUnix"), WebRequest::unixTime());
     requestDocument.insert(QStringLiteral("ip"), QStringLiteral("127.0.0.1"));
-    request.setUrl(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    WebRequest::prepare(request, url);
     postValidationRequest();
 }
 
 void KeyValidator::postValidationRequest()
 {
-    const QByteArray body = QJsonDocument::fromVariant(requestDocument).toJson();
-    QNetworkReply *reply = networkAccessManager->post(request, body);
+    QNetworkReply *reply = WebRequest::post(*networkAccessManager, request, requestDocument);
     connect(reply, &QNetworkReply::finished, this, &KeyValidator::replyFinished);
-    QTimer::singleShot(requestTimeoutMs, Qt::CoarseTimer, reply, [reply] {
-        if (!reply->isFinished())
-            reply->abort();
-    });
+    WebRequest::onTimeout(reply, [reply] { reply->abort(); });
 }
 
 void KeyValidator::replyFinished()

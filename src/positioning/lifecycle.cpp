@@ -4,6 +4,7 @@
 #include "positioning/positionadaptor.h"
 
 #include "configuration/places.h"
+#include "webservice/webrequest.h"
 
 #include <networkmanager.h>
 #include <qofonoextcellwatcher.h>
@@ -12,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QUuid>
 
 #include <limits>
 
@@ -38,11 +38,9 @@ int startDelayMs(qint64 remainingMs)
 PositionAdaptorState::PositionAdaptorState()
     : cellWatcher(std::make_unique<QOfonoExtCellWatcher>()),
       networkAccessManager(std::make_unique<QNetworkAccessManager>()),
-      networkManager(std::make_unique<NetworkManager>()), requestInterval(defaultRequestIntervalMs),
-      republishInterval(republishIntervalMs)
+      networkManager(std::make_unique<NetworkManager>()), sessionUuid(WebRequest::randomUuid()),
+      requestInterval(defaultRequestIntervalMs), republishInterval(republishIntervalMs)
 {
-    const QString uuid = QUuid::createUuid().toString();
-    sessionUuid = uuid.mid(1, uuid.size() - 2);
     if (!QElapsedTimer::isMonotonic())
         qWarning("Monotonic timers are not available.");
 }

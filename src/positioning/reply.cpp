@@ -3,7 +3,7 @@
 
 #include "positioning/positionadaptor.h"
 
-#include "configuration/endpoint.h"
+#include "webservice/endpoint.h"
 
 #include <QDebug>
 #include <QJsonDocument>
@@ -40,8 +40,9 @@ QString loggableError(const QString &error, const QUrl &url)
 {
     QString text = error;
     for (const auto form : {QUrl::PrettyDecoded, QUrl::FullyEncoded}) {
-        const QString key = url.toString(form).mid(endpointUrl({}).toString(form).size());
-        for (const QString &written : {key, QUrl::fromPercentEncoding(key.toLatin1())}) {
+        const QString key = url.toString(form).mid(
+            QUrl(endpointPrefix(), QUrl::TolerantMode).toString(form).size());
+        for (const QString &written : {key, QUrl::fromPercentEncoding(key.toUtf8())}) {
             if (!written.isEmpty())
                 text.replace(written, QLatin1String("***"));
         }

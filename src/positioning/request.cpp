@@ -3,20 +3,12 @@
 
 #include "positioning/positionadaptor.h"
 
-#include "configuration/endpoint.h"
+#include "webservice/endpoint.h"
+#include "webservice/webrequest.h"
 
-#include <QDateTime>
 #include <QDebug>
-#include <QJsonDocument>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-
-namespace {
-
-constexpr int requestTimeoutMs = 10000;
-
-} // namespace
 
 void PositionAdaptor::setApiKey(const QString &key)
 {
@@ -37,8 +29,7 @@ void PositionAdaptor::setRequestFilter(bool on)
 void PositionAdaptor::sendRequest()
 {
     state->requestDocument.insert(QStringLiteral("sessionUUID"), state->sessionUuid);
-    state->requestDocument.insert(QStringLiteral("captureTimestampUnix"),
-        static_cast<quint32>(QDateTime::currentMSecsSinceEpoch() / 1000));
+    state->requestDocument.insert(QStringLiteral("captureTimestampUnix"), WebRequest::unixTime());
     collectCells();
     collectWlans();
     if (!isRequestDue()) {
@@ -46,17 +37,14 @@ void PositionAdaptor::sendRequest()
         return;
     }
 
-    const QByteArray body = QJsonDocument::fromVariant(state->requestDocument).toJson();
-    QNetworkRequest request(QUrl(state->requestUrl, QUrl::TolerantMode));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    QNetworkReply *reply = state->networkAccessManager->post(request, body);
-    const int timestamp = static_cast<int>(QDateTime::currentMSecsSinceEpoch() / 1000);
+    QNetworkRequest request;
+    WebRequest::prepare(request, state->requestUrl);
+    QNetworkReply *reply
+        = WebRequest::post(*state->networkAccessManager, request, state->requestDocument);
+    const int timestamp = static_cast<int>(WebRequest::unixTime());
 
     connect(reply, &QNetworkReply::finished, this, [this, timestamp] { replyFinished(timestamp); });
-    QTimer::singleShot(requestTimeoutMs, Qt::CoarseTimer, reply, [this, reply] {
-        if (!reply->isFinished())
-            requestTimedOut(reply);
-    });
+    WebRequest::onTimeout(reply, [this, reply] { requestTimedOut(reply); });
 }
 
 bool PositionAdaptor::isRequestDue() const

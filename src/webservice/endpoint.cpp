@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "configuration/endpoint.h"
+#include "webservice/endpoint.h"
 
 #include "configuration/places.h"
 #include "configuration/settingtext.h"
@@ -26,11 +26,6 @@ const QString &endpointPrefix()
 {
     static const QString prefix = readEndpointPrefix();
     return prefix;
-}
-
-QUrl endpointUrl(const QString &apiKey)
-{
-    return QUrl(endpointPrefix() + apiKey, QUrl::TolerantMode);
 }
 
 namespace {

@@ -4,11 +4,7 @@
 #pragma once
 
 #include <QString>
-#include <QUrl>
 
 /** The text in front of the API key in the URL of every request: the setting `link`, or the
  * built-in endpoint when that is missing or empty. Read once, before main(), and never again. */
 const QString &endpointPrefix();
-
-/** The URL that requests with the given API key are posted to. */
-QUrl endpointUrl(const QString &apiKey);
