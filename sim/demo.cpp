@@ -46,7 +46,7 @@ QString angle(double degrees, QChar positive, QChar negative)
 
 double median(QVector<double> values)
 {
-    const auto middle = values.begin() + values.size() / 2;
+    auto *const middle = values.begin() + values.size() / 2;
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
 }

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -27,7 +28,7 @@ void reportSignal(int)
 // away.
 void quitOnSignals(QCoreApplication &application)
 {
-    if (::pipe(signalPipe.data()) != 0) {
+    if (::pipe2(signalPipe.data(), O_CLOEXEC) != 0) {
         qFatal("No pipe for signals");
     }
     auto *notifier = new QSocketNotifier(signalPipe.front(), QSocketNotifier::Read, &application);

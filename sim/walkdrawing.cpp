@@ -9,7 +9,7 @@ constexpr double legendHeight = 62;
 constexpr double streetWidth = 12;
 constexpr double scaleBarMetres = 100;
 
-// Ten units to a metre would be more digits than anyone sees.
+// A tenth of a metre is less than anyone sees.
 QByteArray number(double value)
 {
     return QByteArray::number(value, 'f', 1);
@@ -62,9 +62,9 @@ const QByteArray styleSheet = R"(<style>
 .buildings { fill: #e2dacb }
 .streets { stroke: #ffffff; stroke-linecap: round }
 .circles { fill: #d6452b; fill-opacity: .06; stroke: #d6452b; stroke-opacity: .35; stroke-width: .8 }
-.way { fill: none; stroke: #2563a8; stroke-width: 4; stroke-linejoin: round; stroke-linecap: round }
+.way { fill: none; stroke: #2563a8; stroke-width: 3.5; stroke-linejoin: round; stroke-linecap: round }
 .locked { stroke: #7a4fa3; stroke-dasharray: 1 8; stroke-width: 5 }
-.offsets { stroke: #8f2a17; stroke-width: 1 }
+.offsets { stroke: #4d0f05; stroke-width: 1.4 }
 .published { fill: #d6452b; stroke: #ffffff; stroke-width: 1 }
 .points { fill: #c98a1b }
 .masts { fill: #3f4a54; stroke: #ffffff; stroke-width: 1 }
@@ -174,16 +174,24 @@ QByteArray WalkDrawing::transmitters() const
     return group("points", points) + group("masts", masts);
 }
 
-QByteArray WalkDrawing::positions() const
+QByteArray WalkDrawing::accuracies() const
 {
     const Canvas canvas(m_city.bounds());
     QByteArray circles;
+    for (const Position &position : m_positions) {
+        circles += canvas.circle(position.published, position.accuracy);
+    }
+    return group("circles", circles);
+}
+
+QByteArray WalkDrawing::positions() const
+{
+    const Canvas canvas(m_city.bounds());
     QByteArray offsets;
     QByteArray dots;
     for (const Position &position : m_positions) {
-        circles += canvas.circle(position.published, position.accuracy);
         offsets += canvas.line(position.published, position.truth);
         dots += canvas.circle(position.published, 3.5);
     }
-    return group("circles", circles) + group("offsets", offsets) + group("published", dots);
+    return group("offsets", offsets) + group("published", dots);
 }

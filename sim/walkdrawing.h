@@ -33,6 +33,7 @@ private:
 
     QByteArray town() const;
     QByteArray way(bool locked) const;
+    QByteArray accuracies() const;
     QByteArray positions() const;
     QByteArray transmitters() const;
 
