@@ -40,7 +40,10 @@ BusClient::BusClient(const QString &busAddress)
     (*m_connection)->interface()->isServiceRegistered(daemonName);
 }
 
-BusClient::~BusClient() = default;
+BusClient::~BusClient()
+{
+    vanish();
+}
 
 QDBusMessage BusClient::call(
     const QString &method, const QVariantList &arguments, const QString &interface)
@@ -122,6 +125,8 @@ QString BusClient::uniqueName() const
 
 void BusClient::vanish()
 {
+    // Calls that still wait have to go first: closing a connection frees them under their watchers.
+    qDeleteAll(findChildren<QDBusPendingCallWatcher *>());
     m_connection.reset();
 }
 
