@@ -1,0 +1,172 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "daemonfixture.h"
+#include "reportedposition.h"
+#include "waiting.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QTest>
+
+#include <limits>
+
+namespace {
+
+const QString noPosition = QStringLiteral("0 nan nan nan 0 0 0");
+const QString foundPosition = QStringLiteral("3 55.75 37.609999999999999 nan 4 120 0");
+const QString readFailure = QStringLiteral("warning: Could not open file for reading: \"");
+const QString writeFailure = QStringLiteral("warning: Could not open file for writing: \"");
+
+} // namespace
+
+class Cache : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup() { m_fixture.reset(); }
+
+    void missingDirectory();
+    void impossibleDirectory();
+    void missingFile();
+    void lengths();
+    void directoryInPlaceOfTheFile();
+    void restart();
+
+private:
+    QString directory() const { return QFileInfo(m_fixture->daemon.cachePath()).path(); }
+    ReportedPosition position() const
+    {
+        return ReportedPosition::ofMessage(m_fixture->client.call(QStringLiteral("GetPosition")));
+    }
+    QByteArray cached() const;
+    void writeFile(const QString &path, const QByteArray &content) const;
+    // Has the daemon find the position above.
+    bool findPosition();
+
+    std::unique_ptr<DaemonFixture> m_fixture;
+};
+
+void Cache::init()
+{
+    m_fixture = std::make_unique<DaemonFixture>();
+    m_fixture->service.replyAlways(ServiceReply::position(55.75, 37.61, 120));
+    m_fixture->phone.connMan.setServices(
+        {SimulatedConnMan::wlan(QStringLiteral("/w"), QStringLiteral("00:11"), 60)});
+}
+
+QByteArray Cache::cached() const
+{
+    QFile file(m_fixture->daemon.cachePath());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void Cache::writeFile(const QString &path, const QByteArray &content) const
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), static_cast<qint64>(content.size()));
+}
+
+bool Cache::findPosition()
+{
+    m_fixture->client.call(QStringLiteral("AddReference"));
+    return m_fixture->client.waitForSignal(QStringLiteral("PositionChanged"));
+}
+
+void Cache::missingDirectory()
+{
+    const QString root = directory().section(QLatin1Char('/'), 0, -4);
+    QVERIFY(root.endsWith(QLatin1String("/srv")));
+    QVERIFY(QDir(root).removeRecursively());
+    QVERIFY(!QFileInfo::exists(directory()));
+    QVERIFY(m_fixture->start());
+    QVERIFY(QFileInfo(directory()).isDir());
+    QCOMPARE(m_fixture->daemon.logCount(QStringLiteral("Could not")), 0);
+    QCOMPARE(position().text(), noPosition);
+    QCOMPARE(position().timestamp, 0);
+    QVERIFY(findPosition());
+    QCOMPARE(ReportedPosition::ofCache(cached()).text(), foundPosition);
+}
+
+void Cache::impossibleDirectory()
+{
+    QVERIFY(QDir().rmdir(directory()));
+    writeFile(directory(), "in the way");
+    QVERIFY(m_fixture->start());
+    QVERIFY(m_fixture->daemon.log().contains(
+        QStringLiteral("warning: Could not create  srv/shared/org.ondravexa/geoclue/")));
+    QCOMPARE(position().text(), noPosition);
+    QVERIFY(findPosition());
+    QCOMPARE(position().text(), foundPosition);
+    QVERIFY(m_fixture->daemon.waitForLog(writeFailure, longDeadline));
+}
+
+void Cache::missingFile()
+{
+    QVERIFY(m_fixture->start());
+    QVERIFY(m_fixture->daemon.log().contains(
+        QString(readFailure % QLatin1String("No such file or directory\""))));
+    QCOMPARE(position().text(), noPosition);
+    QCOMPARE(m_fixture->service.requests().size(), 0);
+}
+
+void Cache::lengths()
+{
+    const ReportedPosition stored{
+        7, 0x12345678, -12.25, 1e300, 8848.86, -1, std::numeric_limits<double>::infinity(), 3.5};
+    const QByteArray bytes = stored.cacheBytes() + QByteArray("excess");
+    for (int length = 0; length <= bytes.size(); ++length) {
+        writeFile(m_fixture->daemon.cachePath(), bytes.left(length));
+        QVERIFY(m_fixture->start());
+        const ReportedPosition served = position();
+        const ReportedPosition expected = ReportedPosition::ofCache(bytes.left(length));
+        QCOMPARE(served.text(), expected.text());
+        QCOMPARE(served.timestamp, expected.timestamp);
+        QCOMPARE(m_fixture->daemon.logCount(QStringLiteral("warning")), 0);
+        m_fixture->daemon.kill();
+    }
+}
+
+void Cache::directoryInPlaceOfTheFile()
+{
+    QVERIFY(QDir().mkdir(m_fixture->daemon.cachePath()));
+    QVERIFY(m_fixture->start());
+    QCOMPARE(m_fixture->daemon.logCount(readFailure), 1);
+    QCOMPARE(position().text(), noPosition);
+    QVERIFY(findPosition());
+    QCOMPARE(position().text(), foundPosition);
+    QVERIFY(m_fixture->daemon.waitForLog(writeFailure, longDeadline));
+}
+
+void Cache::restart()
+{
+    // A longer file of other rights: what is written replaces it whole.
+    const double unset = std::numeric_limits<double>::quiet_NaN();
+    writeFile(m_fixture->daemon.cachePath(),
+        ReportedPosition{0, 0, unset, unset, unset, 0, 0, 0}.cacheBytes() + QByteArray(48, 'x'));
+    QFile::setPermissions(m_fixture->daemon.cachePath(), QFile::Permissions(0x6666));
+    QVERIFY(m_fixture->start());
+    QVERIFY(findPosition());
+    QCOMPARE(cached().size(), 52);
+    const ReportedPosition stored = ReportedPosition::ofCache(cached());
+    QCOMPARE(stored.text(), foundPosition);
+    QCOMPARE(QFile::permissions(m_fixture->daemon.cachePath()),
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
+    const qint64 ageSecs = QDateTime::currentSecsSinceEpoch() - stored.timestamp;
+    QVERIFY(ageSecs >= 0 && ageSecs < 30);
+
+    m_fixture->daemon.kill();
+    const int requests = m_fixture->service.requests().size();
+    QVERIFY(m_fixture->startAsIs());
+    QCOMPARE(position().text(), foundPosition);
+    QCOMPARE(position().timestamp, stored.timestamp);
+    QCOMPARE(m_fixture->service.requests().size(), requests);
+}
+
+QTEST_GUILESS_MAIN(Cache)
+
+#include "cache.moc"
