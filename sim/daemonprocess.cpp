@@ -91,7 +91,10 @@ bool DaemonProcess::start()
     m_log.clear();
     m_unfinishedLine.clear();
     m_process.setProcessEnvironment(m_environment);
-    m_process.start(QStringLiteral(ONDRAVEXA_SANDBOXED_DAEMON), QStringList());
+    QStringList command = m_wrapper;
+    command.append(QStringLiteral(ONDRAVEXA_SANDBOXED_DAEMON));
+    const QString program = command.takeFirst();
+    m_process.start(program, command);
     return m_process.waitForStarted(startDeadlineMs);
 }
 

@@ -30,6 +30,9 @@ public:
     // For the next start; a null value takes the variable away.
     void setEnvironmentVariable(const QString &name, const QString &value);
 
+    // For the next start: the command that runs the daemon, such as valgrind with its options.
+    void setWrapper(const QStringList &command) { m_wrapper = command; }
+
     // Starts the daemon in its directory, again as often as wanted; the log begins anew. False when
     // the program cannot be run.
     bool start();
@@ -61,6 +64,7 @@ private:
     ScratchDirectory m_directory;
     BusConnection m_connection;
     QProcessEnvironment m_environment;
+    QStringList m_wrapper;
     QByteArray m_unfinishedLine;
     QStringList m_log;
     ChildProcess m_process;

@@ -108,7 +108,7 @@ void Demo::step()
                       : QStringLiteral("the walker goes on"));
     }
     setLocked(inRound >= lockAt && inRound < unlockAt);
-    if (time >= round && time - stepPeriod < round) {
+    if (time >= round) {
         Q_EMIT roundDone();
     }
 }

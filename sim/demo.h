@@ -36,7 +36,7 @@ public:
     QByteArray drawing() const { return m_drawing.svg(); }
 
 Q_SIGNALS:
-    // Once round the walk.
+    // Once round the walk; again at each step that follows.
     void roundDone();
 
 private:

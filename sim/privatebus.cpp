@@ -21,6 +21,7 @@ const QLatin1String configuration(
     <allow eavesdrop="true"/>
     <allow own="*"/>
   </policy>
+  <limit name="max_connections_per_user">2000</limit>
 </busconfig>
 )");
 

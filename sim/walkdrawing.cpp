@@ -85,7 +85,7 @@ QByteArray legend(const QRectF &bounds)
     const Canvas canvas(QRectF(0, 0, 0, 0));
     const double first = bounds.height() + 24;
     const double second = bounds.height() + 46;
-    QByteArray all = "<rect class=\"legend\" y=\"" + number(bounds.height()) + "\" width=\""
+    QByteArray all = R"(<rect class="legend" y=")" + number(bounds.height()) + "\" width=\""
         + number(bounds.width()) + "\" height=\"" + number(legendHeight) + "\"/>\n";
     all += group("way", canvas.line({18, -first + 4}, {46, -first + 4}))
         + text(54, first, "way of the phone");
@@ -99,7 +99,7 @@ QByteArray legend(const QRectF &bounds)
     all += group("points", canvas.circle({446, -first + 4}, 3)) + text(458, first, "access point");
     all += group("masts", canvas.triangle({446, -second + 4})) + text(458, second, "cell mast");
     const double right = bounds.width() - 18;
-    all += "<path class=\"scale\" d=\"M" + number(right - scaleBarMetres) + ','
+    all += R"(<path class="scale" d="M)" + number(right - scaleBarMetres) + ','
         + number(bounds.height() - 14) + " v5 h" + number(scaleBarMetres) + " v-5\"/>\n"
         + text(right - 70, bounds.height() - 14, "100 m");
     return all;
@@ -122,10 +122,11 @@ QByteArray WalkDrawing::svg() const
     const QRectF bounds = m_city.bounds();
     const QByteArray width = number(bounds.width());
     const QByteArray height = number(bounds.height() + legendHeight);
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + width + ' ' + height
+    return R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 )" + width + ' ' + height
         + "\" width=\"" + number(1.5 * bounds.width())
         + "\">\n<title>A walk with the phone and what was published</title>\n" + styleSheet + town()
-        + way(false) + way(true) + transmitters() + positions() + legend(bounds) + "</svg>\n";
+        + accuracies() + way(false) + way(true) + transmitters() + positions() + legend(bounds)
+        + "</svg>\n";
 }
 
 QByteArray WalkDrawing::town() const
