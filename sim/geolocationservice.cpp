@@ -46,6 +46,10 @@ RecordedRequest recordOf(const httplib::Request &request)
         recorded.headers.insert(
             QByteArray::fromStdString(name).toLower(), QByteArray::fromStdString(value));
     }
+    // The HTTP library's own additions, which were never on the wire.
+    for (const char *name : {"remote_addr", "remote_port", "local_addr", "local_port"}) {
+        recorded.headers.remove(name);
+    }
     recorded.body = QByteArray::fromStdString(request.body);
     recorded.json = QJsonDocument::fromJson(recorded.body).object();
     return recorded;

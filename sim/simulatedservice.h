@@ -24,7 +24,8 @@ public:
     bool start();
     // Drops the connection, as a crash does. What there is to report is kept for the next start.
     void stop();
-    bool isRunning() const { return m_connection != nullptr; }
+    // False as well once the bus has gone away; start() takes the name on its successor.
+    bool isRunning() const { return m_connection && (*m_connection)->isConnected(); }
 
     // From now on the method never answers.
     void neverAnswer(const QString &method);
