@@ -3,14 +3,14 @@
 
 #pragma once
 
-/** Where the daemon keeps its files. The texts are constants, so they can be read during static
- * initialisation. */
+/// Where the daemon keeps its files. The texts are constants, so they can be read during static
+/// initialisation.
 namespace Places {
 
-/** The settings file, INI format. */
+/// The settings file, INI format.
 extern const char settingsFile[];
 
-/** The directory of the position cache; ends in a slash. */
+/// The directory of the position cache; ends in a slash.
 extern const char sharedDirectory[];
 
 } // namespace Places

@@ -9,5 +9,5 @@ QT_BEGIN_NAMESPACE
 class QVariant;
 QT_END_NAMESPACE
 
-/** The text that a value of the settings file stands for; empty for a value that is missing. */
+/// The text that a value of the settings file stands for; empty for a value that is missing.
 QString settingText(const QVariant &stored);

@@ -8,8 +8,8 @@
 
 class OndraVexa;
 
-/** The interface org.freedesktop.Geoclue on the provider's bus object. Each member relays to or
- * from the provider, which is the parent. */
+/// The interface org.freedesktop.Geoclue on the provider's bus object. Each member relays to or
+/// from the provider, which is the parent.
 class GeoclueAdaptor : public QDBusAbstractAdaptor
 {
     Q_OBJECT
@@ -49,13 +49,12 @@ public:
     explicit GeoclueAdaptor(OndraVexa *provider);
 
 Q_SIGNALS:
-    /** The options that were written to the settings file, without those that already stood there.
-     */
+    /// The options that were written to the settings file, without those that already stood there.
     void OptionsChanged(const QVariantMap &in0);
-    /** The new OndraVexa::Status. */
+    /// The new OndraVexa::Status.
     void StatusChanged(int in0);
-    /** A key change of the settings application failed: 0 no verdict on the key, 1 the key is
-     * invalid. */
+    /// A key change of the settings application failed: 0 no verdict on the key, 1 the key is
+    /// invalid.
     void ValidationErrorNotify(int in0);
 
 public Q_SLOTS:

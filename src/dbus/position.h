@@ -9,21 +9,21 @@
 
 #include <limits>
 
-/** A position with the mask of its valid coordinates. */
+/// A position with the mask of its valid coordinates.
 struct Position
 {
-    /** The Geoclue position-field bits. */
+    /// The Geoclue position-field bits.
     enum Field : qint32 { NoFields = 0, LatitudeField = 1, LongitudeField = 2, AltitudeField = 4 };
 
-    /** Mask of Field values; 0 means that there is no position. */
+    /// Mask of Field values; 0 means that there is no position.
     qint32 fields = NoFields;
-    /** Degrees. */
+    /// Degrees.
     double latitude = std::numeric_limits<double>::quiet_NaN();
-    /** Degrees. */
+    /// Degrees.
     double longitude = std::numeric_limits<double>::quiet_NaN();
-    /** Metres. */
+    /// Metres.
     double altitude = std::numeric_limits<double>::quiet_NaN();
-    /** Seconds since the epoch: when the request that found the position was sent. */
+    /// Seconds since the epoch: when the request that found the position was sent.
     qint32 timestamp = 0;
     Accuracy accuracy;
 };

@@ -13,8 +13,8 @@ QT_BEGIN_NAMESPACE
 class QNetworkAccessManager;
 QT_END_NAMESPACE
 
-/** Puts an API key to the web service and reports what it thinks of it. Several checks may be under
- * way. */
+/// Puts an API key to the web service and reports what it thinks of it. Several checks may be under
+/// way.
 class KeyValidator : public QObject
 {
     Q_OBJECT
@@ -31,15 +31,15 @@ public:
     explicit KeyValidator(QObject *parent);
     ~KeyValidator() override;
 
-    /** Starts a check of @p key. The outcome arrives through statusChanged(): for an empty key
-     * before this returns, else after KeyChecking and at most 10 s later. */
+    /// Starts a check of key. The outcome arrives through statusChanged(): for an empty key
+    /// before this returns, else after KeyChecking and at most 10 s later.
     void validateKey(const QString &key);
 
 Q_SIGNALS:
-    /** @p validatedKey is the key as the request's URL carried it: up to the next "key=", if it
-     * holds one. */
+    /// validatedKey is the key as the request's URL carried it: up to the next "key=", if it
+    /// holds one.
     void statusChanged(KeyValidator::KeyStatus status, const QString &validatedKey);
-    /** A check begins, so the process should not end for want of clients. */
+    /// A check begins, so the process should not end for want of clients.
     void needRestartTimer();
 
 private Q_SLOTS:

@@ -3,9 +3,9 @@
 
 #include "dbusaccess_peer.h"
 
-#include <QtCore/QString>
-#include <QtDBus/QDBusConnection>
-#include <QtDBus/QDBusMessage>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QString>
 #include <limits>
 #include <map>
 

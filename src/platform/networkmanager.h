@@ -3,10 +3,10 @@
 
 #pragma once
 
-#include <QtCore/QHash>
-#include <QtCore/QObject>
-#include <QtCore/QSharedPointer>
-#include <QtCore/QVector>
+#include <QHash>
+#include <QObject>
+#include <QSharedPointer>
+#include <QVector>
 
 class NetworkService;
 class QDBusMessage;

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include <QtCore/QString>
-#include <QtCore/QVariantMap>
+#include <QString>
+#include <QVariantMap>
 
 class SystemService;
 

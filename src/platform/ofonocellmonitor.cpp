@@ -5,7 +5,7 @@
 
 #include "systemservice.h"
 
-#include <QtDBus/QDBusArgument>
+#include <QDBusArgument>
 #include <utility>
 
 namespace {

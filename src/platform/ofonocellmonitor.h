@@ -5,10 +5,10 @@
 
 #include "qofonoextcell.h"
 
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QList>
-#include <QtCore/QObject>
-#include <QtCore/QSharedPointer>
+#include <QElapsedTimer>
+#include <QList>
+#include <QObject>
+#include <QSharedPointer>
 
 class QDBusError;
 class SystemService;

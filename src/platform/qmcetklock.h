@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <QtCore/QObject>
+#include <QObject>
 
 class SystemService;
 

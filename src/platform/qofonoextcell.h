@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <QtCore/QVariantMap>
+#include <QVariantMap>
 #include <limits>
 
 class SystemService;

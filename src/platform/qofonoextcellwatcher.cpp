@@ -6,8 +6,8 @@
 #include "ofonocellmonitor.h"
 #include "systemservice.h"
 
-#include <QtDBus/QDBusArgument>
-#include <QtDBus/QDBusObjectPath>
+#include <QDBusArgument>
+#include <QDBusObjectPath>
 
 namespace {
 

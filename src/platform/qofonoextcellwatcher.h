@@ -5,11 +5,11 @@
 
 #include "qofonoextcell.h"
 
-#include <QtCore/QHash>
-#include <QtCore/QList>
-#include <QtCore/QObject>
-#include <QtCore/QSharedPointer>
-#include <QtCore/QStringList>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QSharedPointer>
+#include <QStringList>
 
 class OfonoCellMonitor;
 class QDBusMessage;

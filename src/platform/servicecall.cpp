@@ -3,7 +3,7 @@
 
 #include "servicecall.h"
 
-#include <QtDBus/QDBusConnection>
+#include <QDBusConnection>
 #include <utility>
 
 ServiceCall::ServiceCall(SystemService *service, QString signature, const QObject *context,

@@ -5,7 +5,7 @@
 
 #include "systemservice.h"
 
-#include <QtCore/QPointer>
+#include <QPointer>
 
 /// One call to a system service on its way. It lives until the answer is there, whatever becomes of
 /// the asker, and deletes itself. The connection knows it before the call is sent: a watcher made

@@ -5,12 +5,12 @@
 
 #include "servicecall.h"
 
-#include <QtCore/QDebug>
-#include <QtDBus/QDBusArgument>
-#include <QtDBus/QDBusConnection>
-#include <QtDBus/QDBusObjectPath>
-#include <QtDBus/QDBusServiceWatcher>
-#include <QtDBus/QDBusVariant>
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusObjectPath>
+#include <QDBusServiceWatcher>
+#include <QDBusVariant>
+#include <QDebug>
 
 SystemService::SystemService(const QString &name, QObject *parent) : QObject(parent), m_name(name)
 {

@@ -3,14 +3,14 @@
 
 #pragma once
 
-#include <QtCore/QHash>
-#include <QtCore/QObject>
-#include <QtCore/QSet>
-#include <QtCore/QStringList>
-#include <QtCore/QVariantMap>
-#include <QtCore/QVector>
-#include <QtDBus/QDBusError>
-#include <QtDBus/QDBusMessage>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QVariantMap>
+#include <QVector>
 #include <chrono>
 #include <functional>
 #include <optional>

@@ -17,10 +17,10 @@ QT_BEGIN_NAMESPACE
 class QNetworkReply;
 QT_END_NAMESPACE
 
-/** The interface org.freedesktop.Geoclue.Position on the provider's bus object, and the request
- * cycle behind it: when it runs, the radio picture is put to the web service every update interval
- * and the answer is published. The sources follow the cycle: lifecycle, request, cells, wlans,
- * reply, cache. */
+/// The interface org.freedesktop.Geoclue.Position on the provider's bus object, and the request
+/// cycle behind it: when it runs, the radio picture is put to the web service every update interval
+/// and the answer is published. The sources follow the cycle: lifecycle, request, cells, wlans,
+/// reply, cache.
 class PositionAdaptor : public QDBusAbstractAdaptor
 {
     Q_OBJECT
@@ -51,34 +51,34 @@ public:
     explicit PositionAdaptor(QObject *provider);
     ~PositionAdaptor() override;
 
-    /** Begins a cycle; without effect while one runs or as long as there is no API key. */
+    /// Begins a cycle; without effect while one runs or as long as there is no API key.
     void startUpdates();
-    /** Ends the cycle. A request in flight is still answered and published. */
+    /// Ends the cycle. A request in flight is still answered and published.
     void stopUpdates();
     bool isRunning() const;
-    /** Sets the request period in milliseconds, clamped to 1000 to 2147483000; 0 pauses the
-     * requests. */
+    /// Sets the request period in milliseconds, clamped to 1000 to 2147483000; 0 pauses the
+    /// requests.
     void setUpdateInterval(quint64 ms);
-    /** Emits PositionChanged() with the last position, if there is one. */
+    /// Emits PositionChanged() with the last position, if there is one.
     void republishPosition();
 
     void setApiKey(const QString &key);
     QString apiKey() const;
-    /** Whether requests are left out when the radio picture has hardly changed. */
+    /// Whether requests are left out when the radio picture has hardly changed.
     void setRequestFilter(bool on);
 
 Q_SIGNALS:
-    /** The last position; the arguments are the members of Position. */
+    /// The last position; the arguments are the members of Position.
     void PositionChanged(int fields, int timestamp, double latitude, double longitude,
         double altitude, const Accuracy &accuracy);
-    /** True: a request failed and will be repeated. False: a position is available. */
+    /// True: a request failed and will be repeated. False: a position is available.
     void PositionAcquiring(bool acquiring);
-    /** Reserved for clients in the process that follow the cells; not emitted. */
+    /// Reserved for clients in the process that follow the cells; not emitted.
     void cellsChanged();
 
 public Q_SLOTS:
-    /** Returns the field mask of the last position and fills in the rest; 0 means that there is
-     * none. */
+    /// Returns the field mask of the last position and fills in the rest; 0 means that there is
+    /// none.
     int GetPosition(
         int &timestamp, double &latitude, double &longitude, double &altitude, Accuracy &accuracy);
 

@@ -10,39 +10,39 @@
 #include <cstdlib>
 #include <iterator>
 
-/** What is remembered about one cell while it stays in view. */
+/// What is remembered about one cell while it stays in view.
 struct CellRecord
 {
-    /** Started when the cell entered the table. */
+    /// Started when the cell entered the table.
     QElapsedTimer firstSeen;
-    /** Mobile country code. */
+    /// Mobile country code.
     int mcc = 0;
-    /** Mobile network code. */
+    /// Mobile network code.
     int mnc = 0;
-    /** Location area code (GSM, WCDMA) or tracking area code (LTE). */
+    /// Location area code (GSM, WCDMA) or tracking area code (LTE).
     int areaCode = 0;
-    /** dBm. */
+    /// dBm.
     qint64 signalDbm = 0;
-    /** The platform's cell type: 1 GSM, 2 WCDMA, 3 LTE. */
+    /// The platform's cell type: 1 GSM, 2 WCDMA, 3 LTE.
     int type = 0;
 };
 
-/** What is remembered about one WLAN access point while it stays in view. */
+/// What is remembered about one WLAN access point while it stays in view.
 struct WlanRecord
 {
-    /** Started when the access point entered the table. */
+    /// Started when the access point entered the table.
     QElapsedTimer firstSeen;
-    /** The connection manager's strength, negated. */
+    /// The connection manager's strength, negated.
     qint64 signalDbm = 0;
 };
 
-/** Age of a record as the web service wants it: milliseconds, at least 1. */
+/// Age of a record as the web service wants it: milliseconds, at least 1.
 inline qint64 ageMs(const QElapsedTimer &firstSeen)
 {
     return std::max<qint64>(firstSeen.elapsed(), 1);
 }
 
-/** Removes from @p known all that is not in @p current. */
+/// Removes from known all that is not in current.
 template <typename Known, typename Current>
 void forgetUnseen(Known &known, const Current &current)
 {
@@ -50,8 +50,7 @@ void forgetUnseen(Known &known, const Current &current)
         entry = current.contains(entry.key()) ? std::next(entry) : known.erase(entry);
 }
 
-/** Whether @p now holds an entry that @p before lacks, or one whose signal moved by more than 1 dB.
- */
+/// Whether now holds an entry that before lacks, or one whose signal moved by more than 1 dB.
 template <typename Table>
 bool pictureChanged(const Table &now, const Table &before)
 {

@@ -19,7 +19,7 @@ constexpr int postalCodeAccuracyLevel = 4;
 constexpr double fuzzyZero = 1e-12;
 constexpr int longestLoggedError = 1000;
 
-/** A number, or a text that holds one; anything else is 0 with @p ok false. */
+/// A number, or a text that holds one; anything else is 0 with ok false.
 double toNumber(const QVariant &value, bool *ok)
 {
     const bool isNumeric = value.userType() == QMetaType::QString
@@ -34,8 +34,8 @@ bool isNonZero(double coordinate)
     return qAbs(coordinate) > fuzzyZero;
 }
 
-/** The network layer describes an error with the request's URL, and a service may echo what it was
- * sent: what is logged shows no API key and stays on one line. */
+/// The network layer describes an error with the request's URL, and a service may echo what it was
+/// sent: what is logged shows no API key and stays on one line.
 QString loggableError(const QString &error, const QUrl &url)
 {
     QString text = error;

@@ -22,15 +22,15 @@ QT_END_NAMESPACE
 class PositionAdaptor;
 class QMceTkLock;
 
-/** The provider: owner of all other components, of the settings file, of the clients' references
- * and of the status. Its operations are in ondravexa.cpp (life, registration), options.cpp and
- * references.cpp. */
+/// The provider: owner of all other components, of the settings file, of the clients' references
+/// and of the status. Its operations are in ondravexa.cpp (life, registration), options.cpp and
+/// references.cpp.
 class OndraVexa : public QObject, protected QDBusContext
 {
     Q_OBJECT
 
 public:
-    /** Geoclue provider status; travels on the bus as a 32-bit integer. */
+    /// Geoclue provider status; travels on the bus as a 32-bit integer.
     enum Status : qint32 {
         StatusError = 0,
         StatusUnavailable = 1,
@@ -46,11 +46,11 @@ public:
     // called from the bus.
     void AddReference();
     void RemoveReference();
-    /** The section "settings" of the settings file, all values as text. */
+    /// The section "settings" of the settings file, all values as text.
     QVariantMap GetOptions();
     void SetOptions(const QVariantMap &options);
     int GetStatus() const;
-    /** Returns the provider's name. */
+    /// Returns the provider's name.
     QString GetProviderInfo(QString &description) const;
 
 Q_SIGNALS:

@@ -22,13 +22,13 @@ const QString keepRequestsOption = QStringLiteral("keep_requests");
 const QString requestFilterOption = QStringLiteral("enable_request_filter");
 const QString settingsGroup = QStringLiteral("settings");
 
-/** The option keys that SetOptions may write, beside an emptied API key. */
+/// The option keys that SetOptions may write, beside an emptied API key.
 const QStringList optionNames = {
     updateIntervalOption, backgroundUpdateIntervalOption, keepRequestsOption, requestFilterOption};
 
 enum ValidationError { NoVerdict = 0, InvalidKey = 1 };
 
-/** The options of a call whose values have a text form: text, number or boolean. */
+/// The options of a call whose values have a text form: text, number or boolean.
 QVariantMap textualOptions(const QVariantMap &options)
 {
     QVariantMap textual;

@@ -5,6 +5,6 @@
 
 #include <QString>
 
-/** The text in front of the API key in the URL of every request: the setting `link`, or the
- * built-in endpoint when that is missing or empty. Read once, before main(), and never again. */
+/// The text in front of the API key in the URL of every request: the setting `link`, or the
+/// built-in endpoint when that is missing or empty. Read once, before main(), and never again.
 const QString &endpointPrefix();
