@@ -75,7 +75,7 @@ QString commandError(const Invocation &invocation)
     if (!isSet && !invocation.assignments.isEmpty()) {
         return invocation.command % QStringLiteral(" takes no arguments.");
     }
-    return QString();
+    return {};
 }
 
 QString timeoutError(const Invocation &invocation)
@@ -86,10 +86,10 @@ QString timeoutError(const Invocation &invocation)
     if (invocation.timeoutSeconds < 1 || invocation.timeoutSeconds > maximumTimeoutSeconds) {
         return QStringLiteral("The time-out is whole seconds, 1 to %1.").arg(maximumTimeoutSeconds);
     }
-    return QString();
+    return {};
 }
 
-Invocation parseCommandLine(const QCoreApplication &application)
+Invocation parseCommandLine()
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
@@ -107,7 +107,7 @@ Invocation parseCommandLine(const QCoreApplication &application)
         QStringLiteral("settings"), QStringLiteral("For set."), QStringLiteral("[KEY=VALUE...]"));
 
     Invocation invocation;
-    if (!parser.parse(application.arguments())) {
+    if (!parser.parse(QCoreApplication::arguments())) {
         invocation.error = parser.errorText();
         return invocation;
     }
@@ -173,7 +173,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ondravexactl"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ONDRAVEXA_VERSION));
-    const Invocation invocation = parseCommandLine(application);
+    const Invocation invocation = parseCommandLine();
     if (!invocation.error.isEmpty()) {
         printError(invocation.error);
         return UsageError;

@@ -134,7 +134,7 @@ void Provider::whenAnswered(
     });
 }
 
-void Provider::removeReference()
+void Provider::removeReference() const
 {
     if (!m_hasReference) {
         return;

@@ -53,7 +53,7 @@ private:
     void ownerChanged(const QString &oldOwner, const QString &newOwner);
     void whenAnswered(
         const QDBusPendingCall &call, const std::function<void(const QDBusMessage &)> &handle);
-    void removeReference();
+    void removeReference() const;
 
     bool m_hasReference = false;
     bool m_hasLeft = false;

@@ -22,7 +22,10 @@ Watch::Watch(Provider *provider, bool json, QObject *parent)
     connect(provider, &Provider::optionsChanged, this, &Watch::showOptions);
     connect(provider, &Provider::failed, this,
         [](const QDBusError &error) { QCoreApplication::exit(reportFailure(error)); });
-    connect(provider, &Provider::left, this, [this] { showPresence(false); });
+    connect(provider, &Provider::left, this, [this] {
+        showPresence(false);
+        m_lastShownStatus = -1;
+    });
     connect(provider, &Provider::returned, this, [this] {
         showPresence(true);
         m_provider->fetch();
@@ -32,7 +35,10 @@ Watch::Watch(Provider *provider, bool json, QObject *parent)
 
 void Watch::showFetched(int status, const Position &position)
 {
-    showStatus(status);
+    // A provider that has just started announces its status by itself.
+    if (status != m_lastShownStatus) {
+        showStatus(status);
+    }
     if (position.fields != 0 && !(position == m_lastShown)) {
         showPosition(position);
     }
@@ -51,6 +57,7 @@ void Watch::showPosition(const Position &position)
 
 void Watch::showStatus(int status)
 {
+    m_lastShownStatus = status;
     const QString word = statusWord(status);
     show(QStringLiteral("status"), word, {{QStringLiteral("status"), word}});
 }
@@ -69,7 +76,7 @@ void Watch::showPresence(bool present)
         {{QStringLiteral("present"), present}});
 }
 
-void Watch::show(const QString &event, const QString &text, QJsonObject members)
+void Watch::show(const QString &event, const QString &text, QJsonObject members) const
 {
     members.insert(QStringLiteral("event"), event);
     const bool printed = m_json

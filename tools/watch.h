@@ -26,9 +26,10 @@ private:
     void showStatus(int status);
     void showOptions(const QVariantMap &options);
     void showPresence(bool present);
-    void show(const QString &event, const QString &text, QJsonObject members);
+    void show(const QString &event, const QString &text, QJsonObject members) const;
 
     Provider *const m_provider;
     const bool m_json;
+    int m_lastShownStatus = -1; // none yet
     Position m_lastShown;
 };

@@ -70,10 +70,11 @@ void Where::giveUp()
         finish(NotReachable);
         return;
     }
-    printError(QStringLiteral("No new position within %1 s. The provider's status is: %2. "
-                              "It needs an API key and a network connection.")
-                   .arg(timeoutSeconds)
-                   .arg(statusWord(m_status)));
+    printError(
+        QStringLiteral("No new position within %1 s. The provider's status is: %2. "
+                       "It needs an API key, a network connection, and cells or WLANs in view.")
+            .arg(timeoutSeconds)
+            .arg(statusWord(m_status)));
     if (m_lastKnown.fields != 0) {
         printError(QStringLiteral("Last known position: ") % m_lastKnown.toText());
     }
