@@ -106,6 +106,7 @@ class Platform : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
+    void cleanup();
 
     void cell_data();
     void cell();
@@ -127,6 +128,8 @@ private Q_SLOTS:
     void peers();
 
 private:
+    // A name is free again some time after its owner has gone.
+    bool waitForFreeNames() const;
     // The cells, WLANs and lock as seen now.
     QString seen() const;
     bool see(const QString &expected) const
@@ -157,14 +160,32 @@ void Platform::initTestCase()
 void Platform::init()
 {
     qInstallMessageHandler(collectWarning);
-    m_lock.reset();
-    m_networks.reset();
-    m_cells.reset();
     m_phone = std::make_unique<SimulatedPhone>(m_bus.address());
     m_cells = std::make_unique<QOfonoExtCellWatcher>();
     m_networks = std::make_unique<NetworkManager>();
     m_lock = std::make_unique<QMceTkLock>();
     collectedWarnings.clear();
+}
+
+void Platform::cleanup()
+{
+    m_lock.reset();
+    m_networks.reset();
+    m_cells.reset();
+    m_phone.reset();
+    QVERIFY(waitForFreeNames());
+}
+
+bool Platform::waitForFreeNames() const
+{
+    return waitUntil(
+        [] {
+            auto *bus = QDBusConnection::systemBus().interface();
+            return !bus->isServiceRegistered(QStringLiteral("org.ofono"))
+                && !bus->isServiceRegistered(QStringLiteral("net.connman"))
+                && !bus->isServiceRegistered(QStringLiteral("com.nokia.mce"));
+        },
+        deadline);
 }
 
 void Platform::cell_data()
@@ -516,6 +537,7 @@ void Platform::misbehaviour()
         service->stop();
         service->behave(method);
     }
+    QVERIFY(waitForFreeNames());
     QVERIFY(m_phone->start());
     QVERIFY(see(QStringLiteral("1 2|a@10|locked")));
 }
@@ -573,8 +595,8 @@ void Platform::peers()
     client.reset();
     QVERIFY(waitUntil(
         [&] {
-            const auto owners = QDBusConnection::systemBus().interface();
-            return !owners->isServiceRegistered(QString::fromLatin1(name));
+            auto *bus = QDBusConnection::systemBus().interface();
+            return !bus->isServiceRegistered(QString::fromLatin1(name));
         },
         deadline));
     QVERIFY(da_peer_get(DA_BUS_SYSTEM, name.constData()) != nullptr);
