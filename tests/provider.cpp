@@ -8,12 +8,13 @@
 #include <QTest>
 #include <QXmlStreamReader>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 using namespace std::chrono_literals;
 
-// The provider on the bus: its interface, start and end, the clients' references and the lock.
+// The provider on the bus: its interface, start and end, and the clients' references.
 class Provider : public QObject
 {
     Q_OBJECT
@@ -26,7 +27,6 @@ private Q_SLOTS:
     void endsWithoutSettings();
     void countsReferences();
     void endsWhenUnused();
-    void followsLock();
 };
 
 namespace {
@@ -41,13 +41,11 @@ int statusOf(BusClient &client)
     return client.call(QStringLiteral("GetStatus")).arguments().value(0, -1).toInt();
 }
 
-QMap<QString, QString> eagerSettings(const char *keepRequests)
+QMap<QString, QString> eagerSettings()
 {
     return {{QStringLiteral("apikey"), DaemonFixture::knownKey},
         {QStringLiteral("enable_request_filter"), QStringLiteral("false")},
-        {QStringLiteral("update_interval"), QStringLiteral("1")},
-        {QStringLiteral("background_update_interval"), QStringLiteral("3")},
-        {QStringLiteral("keep_requests"), QString::fromLatin1(keepRequests)}};
+        {QStringLiteral("update_interval"), QStringLiteral("1")}};
 }
 
 // The Geoclue interfaces of introspection data, an element a line with its attributes in order.
@@ -217,7 +215,7 @@ void Provider::countsReferences()
     BusClient &first = fixture.client;
     BusClient second(fixture.bus.address());
     fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-    QVERIFY(fixture.start(eagerSettings("1")));
+    QVERIFY(fixture.start(eagerSettings()));
     QVERIFY(first.waitForSignal(statusChanged));
     first.forget();
     first.call(addReference);
@@ -251,20 +249,23 @@ void Provider::endsWhenUnused()
 {
     struct Case
     {
-        const char *name;
+        const char *name = nullptr;
         std::function<void(DaemonFixture &)> act; // after 4 s; the daemon is to end 20 s later
-        int statusAtEnd;
+        int statusAtEnd = 0;
         DaemonFixture fixture;
         std::unique_ptr<BusClient> client;
         QElapsedTimer sinceAct;
-        qint64 endMs;
+        qint64 endMs = 0;
     };
     std::vector<std::unique_ptr<Case>> cases;
     const auto add = [&cases](const char *name, bool reference, const auto &act, int status) {
-        cases.push_back(std::unique_ptr<Case>(new Case{name, act, status, {}, {}, {}, 0}));
+        cases.push_back(std::make_unique<Case>());
         Case &one = *cases.back();
+        one.name = name;
+        one.act = act;
+        one.statusAtEnd = status;
         one.fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-        QVERIFY(one.fixture.start(eagerSettings("1")));
+        QVERIFY(one.fixture.start(eagerSettings()));
         if (reference)
             one.fixture.client.call(addReference);
     };
@@ -281,12 +282,12 @@ void Provider::endsWhenUnused()
     add("key check", false, checkKey, 2);
     QVERIFY(!QTest::currentTestFailed());
     DaemonFixture held;
-    QVERIFY(held.start(eagerSettings("1")));
+    QVERIFY(held.start(eagerSettings()));
     held.client.call(addReference);
     DaemonFixture unused;
     QElapsedTimer sinceStart;
     sinceStart.start();
-    QVERIFY(unused.start(eagerSettings("1")));
+    QVERIFY(unused.start(eagerSettings()));
 
     QTest::qWait(4000); // enough to tell an end from one that was not put off
     for (const auto &one : cases) {
@@ -322,66 +323,6 @@ void Provider::endsWhenUnused()
     QVERIFY(cases.at(1)->fixture.service.requests().size() > requestsAtLeave + 10);
     QVERIFY(held.daemon.isRunning());
     QCOMPARE(statusOf(held.client), 2);
-}
-
-// All side by side, since each takes its time.
-void Provider::followsLock()
-{
-    struct Case
-    {
-        const char *keepRequests;
-        int leastLocked; // requests in 8 s
-        int mostLocked;
-        DaemonFixture fixture;
-        int before;
-        int requests() const { return fixture.service.requests().size() - before; }
-    };
-    std::vector<std::unique_ptr<Case>> cases;
-    const auto add = [&cases](const char *keepRequests, int least, int most) {
-        cases.push_back(std::unique_ptr<Case>(new Case{keepRequests, least, most, {}, 0}));
-        Case &one = *cases.back();
-        one.fixture.phone.mce.setLockMode(QStringLiteral("locked"));
-        one.fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-        QVERIFY(one.fixture.start(eagerSettings(keepRequests)));
-        QVERIFY(waitUntil(
-            [&one] {
-                return one.fixture.phone.mce.callCount(QStringLiteral("get_tklock_mode")) > 0;
-            },
-            longDeadline));
-    };
-    add("0", 4, 9);
-    add("1", 1, 3);
-    add("2", 0, 0);
-    add("-1", 0, 0);
-    add("none", 4, 9);
-    QVERIFY(!QTest::currentTestFailed());
-    for (const auto &one : cases)
-        one->fixture.client.call(addReference);
-
-    const auto observe = [&cases](std::chrono::milliseconds time) {
-        for (const auto &one : cases)
-            one->before = one->fixture.service.requests().size();
-        QTest::qWait(static_cast<int>(time.count()));
-    };
-    const auto setLockMode = [&cases](const char *mode) {
-        for (const auto &one : cases)
-            one->fixture.phone.mce.setLockMode(QString::fromLatin1(mode));
-        QTest::qWait(300); // until a request under way has arrived
-    };
-    observe(8s);
-    for (const auto &one : cases)
-        QVERIFY2(one->requests() >= one->leastLocked && one->requests() <= one->mostLocked,
-            qPrintable(QString::fromLatin1(one->keepRequests) % QString::number(one->requests())));
-    // The cycle that began while paused goes on.
-    setLockMode("unlocked");
-    observe(5s);
-    for (const auto &one : cases)
-        QVERIFY2(one->requests() >= 3, one->keepRequests);
-    setLockMode("silent-locked");
-    observe(8s);
-    for (const auto &one : cases)
-        QVERIFY2(one->requests() >= one->leastLocked && one->requests() <= one->mostLocked,
-            one->keepRequests);
 }
 
 QTEST_GUILESS_MAIN(Provider)
