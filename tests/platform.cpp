@@ -481,7 +481,6 @@ void Platform::serviceLifecycle()
     fill("Strength=y:1", "Type=s:wifi", "silent-locked");
     QVERIFY(m_phone->start());
     QVERIFY(see(QStringLiteral("2147483647|@0|locked")));
-    QCOMPARE(collectedWarnings, QStringList());
 }
 
 void Platform::misbehaviour_data()
