@@ -165,7 +165,7 @@ void Options::writes()
 void Options::keepsTextsWhole()
 {
     for (const char *text :
-        {"a, b", " \"quoted\"; = % \\ ", "two\nlines", "žluťoučký", "@Invalid()"}) {
+        {"a, b", R"( "quoted"; = % \ )", "two\nlines", "žluťoučký", "@Invalid()"}) {
         const QVariantMap options{{QStringLiteral("keep_requests"), QString::fromUtf8(text)}};
         QCOMPARE(m_fixture.client.setOptions(options).type(), QDBusMessage::ReplyMessage);
         QCOMPARE(optionsOf(m_fixture.client).value(QStringLiteral("keep_requests")).toString(),
