@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
+#include <QRegularExpression>
 #include <QtMath>
 
 #include <algorithm>
@@ -34,19 +35,27 @@ bool isNonZero(double coordinate)
     return qAbs(coordinate) > fuzzyZero;
 }
 
+/// Matches the key, each byte as it is or percent-encoded.
+QRegularExpression writtenKey(const QByteArray &key)
+{
+    QString pattern;
+    for (const char byte : key) {
+        const QString code = QString::fromLatin1(QByteArray(1, byte).toHex());
+        pattern += QStringLiteral("(?:\\x%1|(?i:%%1))").arg(code);
+    }
+    return QRegularExpression(pattern);
+}
+
 /// The network layer describes an error with the request's URL, and a service may echo what it was
 /// sent: what is logged shows no API key and stays on one line.
 QString loggableError(const QString &error, const QUrl &url)
 {
-    QString text = error;
-    for (const auto form : {QUrl::PrettyDecoded, QUrl::FullyEncoded}) {
-        const QString key = url.toString(form).mid(
-            QUrl(endpointPrefix(), QUrl::TolerantMode).toString(form).size());
-        for (const QString &written : {key, QUrl::fromPercentEncoding(key.toUtf8())}) {
-            if (!written.isEmpty())
-                text.replace(written, QLatin1String("***"));
-        }
-    }
+    const QByteArray prefix = QUrl(endpointPrefix(), QUrl::TolerantMode).toEncoded();
+    const QByteArray key = url.toEncoded().mid(prefix.size());
+    QString bytes = QString::fromLatin1(error.toUtf8());
+    if (!key.isEmpty())
+        bytes.replace(writtenKey(QByteArray::fromPercentEncoding(key)), QStringLiteral("***"));
+    QString text = QString::fromUtf8(bytes.toLatin1());
     text.truncate(longestLoggedError);
     std::replace_if(
         text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },

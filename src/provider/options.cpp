@@ -3,7 +3,7 @@
 
 #include "provider/ondravexa.h"
 
-#include "configuration/settingtext.h"
+#include "configuration/settingsfile.h"
 #include "positioning/positionadaptor.h"
 
 #include <dbusaccess_peer.h>
@@ -28,19 +28,23 @@ const QStringList optionNames = {
 
 enum ValidationError { NoVerdict = 0, InvalidKey = 1 };
 
-/// The options of a call whose values have a text form: text, number or boolean.
+/// The options of a call whose values have a text form: text, number or boolean, of a sane length.
 QVariantMap textualOptions(const QVariantMap &options)
 {
+    // With room to spare, all of them fit into a settings file that can be read again.
+    constexpr int longestText = 4096;
     QVariantMap textual;
     for (auto option = options.cbegin(); option != options.cend(); ++option) {
         // As text, a byte is a character and not its number.
         const QVariant value
             = option->userType() == QMetaType::UChar ? QVariant(option->toUInt()) : *option;
-        if (value.canConvert<QString>() && value.type() != QVariant::StringList)
-            textual.insert(option.key(), value);
-        else
+        if (!value.canConvert<QString>() || value.type() == QVariant::StringList)
             qWarning() << "Ignoring option that is neither text, number nor boolean:"
                        << option.key();
+        else if (value.toString().size() > longestText)
+            qWarning() << "Ignoring option that is too long:" << option.key();
+        else
+            textual.insert(option.key(), value);
     }
     return textual;
 }
@@ -65,12 +69,14 @@ bool OndraVexa::readSettings(QVariantMap &settings) const
     if (!settingsFileExists())
         return false;
 
-    QSettings file(settingsPath, QSettings::IniFormat);
-    file.beginGroup(settingsGroup);
-    const QStringList keys = file.allKeys();
+    const auto file = openSettings(settingsPath);
+    if (!file)
+        return true;
+
+    file->beginGroup(settingsGroup);
+    const QStringList keys = file->allKeys();
     for (const QString &key : keys)
-        settings.insert(key, settingText(file.value(key)));
-    file.endGroup();
+        settings.insert(key, settingText(file->value(key)));
     return true;
 }
 
@@ -79,25 +85,30 @@ bool OndraVexa::writeSettings(const QVariantMap &values, const QStringList &allo
     if (!settingsFileExists())
         return false;
 
-    QSettings file(settingsPath, QSettings::IniFormat);
-    file.beginGroup(settingsGroup);
+    const auto file = openSettings(settingsPath);
+    if (!file) {
+        qWarning("Error writing to config file with error: %d", QSettings::FormatError);
+        return true;
+    }
+
+    file->beginGroup(settingsGroup);
     QVariantMap changed;
     for (auto option = values.cbegin(); option != values.cend(); ++option) {
         if (!allowedKeys.isEmpty() && !allowedKeys.contains(option.key()))
             continue;
-        if (file.contains(option.key())
-            && QVariant(settingText(file.value(option.key()))) == *option)
+        if (file->contains(option.key())
+            && QVariant(settingText(file->value(option.key()))) == *option)
             continue;
-        file.setValue(option.key(), option->toString());
+        file->setValue(option.key(), option->toString());
         changed.insert(option.key(), *option);
     }
-    file.endGroup();
-    file.sync();
+    file->endGroup();
+    file->sync();
 
-    if (file.status() == QSettings::NoError)
+    if (file->status() == QSettings::NoError)
         Q_EMIT OptionsChanged(changed);
     else
-        qWarning("Error writing to config file with error: %d", file.status());
+        qWarning("Error writing to config file with error: %d", file->status());
     return true;
 }
 

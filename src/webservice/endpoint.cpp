@@ -4,7 +4,7 @@
 #include "webservice/endpoint.h"
 
 #include "configuration/places.h"
-#include "configuration/settingtext.h"
+#include "configuration/settingsfile.h"
 
 #include <QSettings>
 #include <QVariant>
@@ -13,8 +13,10 @@ namespace {
 
 QString readEndpointPrefix()
 {
-    const QSettings settings(QString::fromLatin1(Places::settingsFile), QSettings::IniFormat);
-    QString link = settingText(settings.value(QStringLiteral("settings/link")));
+    const auto settings = openSettings(QString::fromLatin1(Places::settingsFile));
+    QString link;
+    if (settings)
+        link = settingText(settings->value(QStringLiteral("settings/link")));
     if (link.isEmpty())
         return QStringLiteral("https://" ONDRAVEXA_ENDPOINT_HOST "/v2/geolocation?key=");
     return link;
