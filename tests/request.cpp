@@ -73,7 +73,7 @@ QString sections(const QJsonObject &json)
     const QJsonObject network = json.value(QLatin1String("mobileNetwork")).toObject();
     for (const QString &name : {QStringLiteral("cellTowers"), QStringLiteral("wifiAccessPoints")}) {
         const QJsonObject &holder = network.contains(name) ? network : json;
-        for (const QJsonValue &value : holder.value(name).toArray()) {
+        for (const QJsonValue value : holder.value(name).toArray()) {
             QJsonObject entry = value.toObject();
             entry.remove(QStringLiteral("ageMs"));
             QStringList figures;
@@ -95,10 +95,10 @@ QMap<QString, int> ages(const QJsonObject &json)
 {
     QMap<QString, int> found;
     const QJsonObject network = json.value(QLatin1String("mobileNetwork")).toObject();
-    for (const QJsonValue &tower : network.value(QLatin1String("cellTowers")).toArray())
+    for (const QJsonValue tower : network.value(QLatin1String("cellTowers")).toArray())
         found.insert(tower[QLatin1String("cellID")].toVariant().toString(),
             tower[QLatin1String("ageMs")].toInt());
-    for (const QJsonValue &point : json.value(QLatin1String("wifiAccessPoints")).toArray())
+    for (const QJsonValue point : json.value(QLatin1String("wifiAccessPoints")).toArray())
         found.insert(
             point[QLatin1String("macAddress")].toString(), point[QLatin1String("ageMs")].toInt());
     return found;
