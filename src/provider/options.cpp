@@ -28,6 +28,24 @@ const QStringList optionNames = {
 
 enum ValidationError { NoVerdict = 0, InvalidKey = 1 };
 
+bool hasTextForm(const QVariant &value)
+{
+    switch (value.userType()) {
+    case QMetaType::QString:
+    case QMetaType::Bool:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// The options of a call whose values have a text form: text, number or boolean, of a sane length.
 QVariantMap textualOptions(const QVariantMap &options)
 {
@@ -38,7 +56,7 @@ QVariantMap textualOptions(const QVariantMap &options)
         // As text, a byte is a character and not its number.
         const QVariant value
             = option->userType() == QMetaType::UChar ? QVariant(option->toUInt()) : *option;
-        if (!value.canConvert<QString>() || value.type() == QVariant::StringList)
+        if (!hasTextForm(value))
             qWarning() << "Ignoring option that is neither text, number nor boolean:"
                        << option.key();
         else if (value.toString().size() > longestText)
