@@ -1,0 +1,414 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "reportedposition.h"
+#include "row.h"
+#include "waiting.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLockFile>
+#include <QRandomGenerator>
+#include <QSettings>
+#include <QTimer>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr quint32 noiseSeed = 4;
+constexpr int quickStride = 9;
+constexpr int quickKills = 12;
+constexpr int slowKills = 200;
+constexpr int longestLifeUs = 40000;
+constexpr int mostCalls = 40;
+
+const QString interval = QStringLiteral("update_interval");
+const QString writeError = QStringLiteral("Error writing to config file with error: 1");
+const ReportedPosition stored{3, 1700000000, 55.75, 37.61, qQNaN(), 4, 120, 0};
+
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+QByteArray noise(int size)
+{
+    QRandomGenerator random(noiseSeed);
+    QByteArray bytes;
+    for (int i = 0; i < size; ++i)
+        bytes.append(static_cast<char>(random.bounded(256)));
+    return bytes;
+}
+
+QVariantMap optionsOf(Scene &scene)
+{
+    const QVariantList arguments = scene.client.call(QStringLiteral("GetOptions")).arguments();
+    return qdbus_cast<QVariantMap>(arguments.value(0));
+}
+
+ReportedPosition positionOf(Scene &scene)
+{
+    return ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition")));
+}
+
+// The directory of the settings or the cache file, without its last slash.
+QString directoryOf(const QString &path)
+{
+    return QFileInfo(path).path();
+}
+
+void setWritable(const QString &path, bool writable)
+{
+    const QFile::Permissions owner = QFile::ReadOwner | QFile::ExeOwner;
+    QFile::setPermissions(path, writable ? owner | QFile::WriteOwner : owner);
+}
+
+void startWithoutSettings(Scene &scene)
+{
+    scene.daemon.removeSettings();
+    QVERIFY(scene.daemon.start());
+    QVERIFY(scene.seesLog(QStringLiteral("Error reading config file")));
+    QVERIFY(scene.daemon.waitForEnd(longDeadline));
+    QVERIFY(!scene.daemon.crashed());
+    QCOMPARE(scene.daemon.exitCode(), 0);
+    scene.note(QStringLiteral("exit status 0"));
+}
+
+void startWithSettings(Scene &scene, const QByteArray &content)
+{
+    scene.daemon.writeRawSettings(content);
+    QVERIFY(scene.startAsIs());
+    QVERIFY(scene.seesAnswer());
+    scene.note(QStringLiteral("%1 options are known").arg(optionsOf(scene).size()));
+}
+
+void truncateSettings(Scene &scene, int stride)
+{
+    scene.daemon.writeSettings(scene.settings());
+    const QByteArray whole = read(scene.daemon.settingsPath());
+    for (int length = 0; length < whole.size(); length += stride) {
+        scene.daemon.writeRawSettings(whole.left(length));
+        QVERIFY2(scene.startAsIs(), qPrintable(QString::number(length)));
+        QVERIFY2(scene.seesAnswer(), qPrintable(QString::number(length)));
+        scene.daemon.kill();
+    }
+    scene.note(QStringLiteral("starts and answers at every length, in steps of %1").arg(stride));
+    QVERIFY(scene.begin());
+}
+
+void hideSettings(Scene &scene)
+{
+    scene.daemon.setWrapper(unprivileged());
+    scene.daemon.writeSettings(scene.settings());
+    QFile::setPermissions(scene.daemon.settingsPath(), QFile::Permissions());
+    QVERIFY(scene.startAsIs());
+    QVERIFY(optionsOf(scene).isEmpty());
+    scene.note(QStringLiteral("no option is known, defaults apply"));
+    QVERIFY(scene.client.setOptions({{interval, 5}}).errorName().isEmpty());
+    QVERIFY(scene.seesLog(QStringLiteral("Error writing to config file with error:")));
+    QFile::setPermissions(scene.daemon.settingsPath(), QFile::ReadOwner);
+    QCOMPARE(optionsOf(scene).size(), scene.settings().size());
+    scene.note(QStringLiteral("nothing is lost once it is readable"));
+}
+
+// Tries to write an option where that cannot work; the file must stay what it was.
+void failToWrite(Scene &scene)
+{
+    // As the daemon sees it, which may have mounts of its own.
+    const QString path = QStringLiteral("/proc/%1/root").arg(scene.daemon.processId())
+        % scene.daemon.settingsPath();
+    const QByteArray before = read(path);
+    QVERIFY(before.contains("apikey"));
+    QVERIFY(scene.client.setOptions({{interval, 2}}).errorName().isEmpty());
+    QVERIFY(scene.seesLog(writeError));
+    QCOMPARE(read(path), before);
+    scene.note(QStringLiteral("the file stays as it was, the option applies until the end"));
+}
+
+void protectSettings(Scene &scene)
+{
+    const QString directory = directoryOf(scene.daemon.settingsPath());
+    scene.daemon.setWrapper(unprivileged());
+    scene.daemon.writeSettings(scene.settings());
+    setWritable(directory, false);
+    QVERIFY(scene.beginAsIs());
+    failToWrite(scene);
+    setWritable(directory, true);
+}
+
+void fillSettingsDisk(Scene &scene)
+{
+    const QStringList wrapper = inMountNamespace(QStringLiteral(R"(
+        cd var/lib/geoclue/providers/vexa
+        content=$(cat settings.conf)
+        mount -t tmpfs -o size=8k full .
+        cd "$PWD"
+        printf '%s\n' "$content" > settings.conf
+        dd if=/dev/zero of=filling 2>/dev/null || true
+        cd ../../../../..)"));
+    if (wrapper.isEmpty())
+        return scene.skip(QStringLiteral("mounting is not allowed here"));
+    scene.daemon.setWrapper(wrapper);
+    QVERIFY(scene.begin());
+    failToWrite(scene);
+}
+
+void directoryForSettings(Scene &scene)
+{
+    QVERIFY(QDir().mkpath(scene.daemon.settingsPath()));
+    QVERIFY(scene.startAsIs());
+    QVERIFY(optionsOf(scene).isEmpty());
+    QVERIFY(scene.client.setOptions({{interval, 2}}).errorName().isEmpty());
+    QVERIFY(scene.seesLog(QStringLiteral("Error writing to config file with error:")));
+}
+
+void replaceSettings(Scene &scene)
+{
+    QVERIFY(scene.begin());
+    QMap<QString, QString> other = scene.settings();
+    other[QStringLiteral("background_update_interval")] = QStringLiteral("77");
+    scene.daemon.writeSettings(other);
+    QVERIFY(scene.client.setOptions({{QStringLiteral("keep_requests"), 0}}).errorName().isEmpty());
+    other[QStringLiteral("keep_requests")] = QStringLiteral("0");
+    const QVariantMap now = optionsOf(scene);
+    for (auto option = other.cbegin(); option != other.cend(); ++option)
+        QCOMPARE(now.value(option.key()).toString(), *option);
+    QCOMPARE(now.size(), other.size());
+    scene.note(QStringLiteral("a later SetOptions keeps what the new file says"));
+}
+
+void lockSettings(Scene &scene)
+{
+    QVERIFY(scene.begin());
+    QLockFile lock(scene.daemon.settingsPath() + QStringLiteral(".lock"));
+    QVERIFY(lock.tryLock());
+    QElapsedTimer waiting;
+    waiting.start();
+    scene.client.postOptions({{interval, 2}});
+    QVERIFY(waitUntil([&] { return !scene.client.replies().isEmpty(); }, 2 * longDeadline));
+    scene.note(QStringLiteral("the call is answered after %1 s").arg(waiting.elapsed() / 1000));
+}
+
+void startWithCache(Scene &scene, const QByteArray &content)
+{
+    write(scene.daemon.cachePath(), content);
+    QVERIFY(scene.begin());
+    QCOMPARE(positionOf(scene).text(), ReportedPosition::ofCache(content).text());
+}
+
+void truncateCache(Scene &scene, int stride)
+{
+    const QByteArray whole = stored.cacheBytes();
+    for (int length = 0; length <= whole.size(); length += stride) {
+        startWithCache(scene, whole.left(length));
+        if (QTest::currentTestFailed())
+            return;
+        scene.daemon.kill();
+    }
+    scene.note(QStringLiteral("what the file has no bytes for is 0, at every length in steps of %1")
+                   .arg(stride));
+    startWithCache(scene, whole);
+}
+
+void noiseForCache(Scene &scene)
+{
+    startWithCache(scene, noise(stored.cacheBytes().size()));
+    scene.note(QStringLiteral("GetPosition says what the file says"));
+}
+
+void hideCache(Scene &scene)
+{
+    scene.daemon.setWrapper(unprivileged());
+    write(scene.daemon.cachePath(), stored.cacheBytes());
+    QFile::setPermissions(scene.daemon.cachePath(), QFile::Permissions());
+    QVERIFY(scene.begin());
+    QVERIFY(
+        scene.seesLog(QStringLiteral("Could not open file for reading: \"Permission denied\"")));
+    QCOMPARE(positionOf(scene).fields, 0);
+}
+
+void protectCache(Scene &scene)
+{
+    const QString directory = directoryOf(scene.daemon.cachePath());
+    scene.daemon.setWrapper(unprivileged());
+    setWritable(directory, false);
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesLog(QStringLiteral("Could not open file for writing:")));
+    QVERIFY(scene.seesPosition());
+    setWritable(directory, true);
+}
+
+void fillCacheDisk(Scene &scene)
+{
+    const QStringList wrapper = inMountNamespace(QStringLiteral(R"(
+        cd srv/shared/org.ondravexa/geoclue
+        mount -t tmpfs -o size=4k full .
+        cd "$PWD"
+        dd if=/dev/zero of=filling 2>/dev/null || true
+        cd ../../../..)"));
+    if (wrapper.isEmpty())
+        return scene.skip(QStringLiteral("mounting is not allowed here"));
+    scene.daemon.setWrapper(wrapper);
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition());
+    scene.note(QStringLiteral("the position is published all the same"));
+}
+
+void directoryForCache(Scene &scene)
+{
+    QVERIFY(QDir().mkpath(scene.daemon.cachePath()));
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesLog(QStringLiteral("Could not open file for writing:")));
+    QCOMPARE(scene.daemon.logCount(QStringLiteral("Could not open file for reading:"))
+            + scene.daemon.logCount(QStringLiteral("Could not create")),
+        1);
+}
+
+void removeCacheDirectory(Scene &scene)
+{
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition());
+    QVERIFY(QDir(directoryOf(scene.daemon.cachePath())).removeRecursively());
+    QVERIFY(scene.seesLog(QStringLiteral("Could not open file for writing:")));
+}
+
+void terminate(Scene &scene)
+{
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition());
+    const QString last = positionOf(scene).text();
+    scene.daemon.terminate();
+    QVERIFY(scene.daemon.crashed());
+    scene.note(QStringLiteral("ends by the signal"));
+    QVERIFY(scene.beginAsIs());
+    QCOMPARE(positionOf(scene).text(), last);
+    scene.note(QStringLiteral("the next start has the last position"));
+}
+
+// Kills the daemon at one system call after the other that has to do with the cache file.
+void killAtCacheCalls(Scene &scene)
+{
+    scene.daemon.writeSettings(scene.settings());
+    int number = 1;
+    bool killed = true;
+    for (; killed && number < mostCalls; ++number) {
+        write(scene.daemon.cachePath(), stored.cacheBytes());
+        scene.daemon.setWrapper({QStringLiteral("strace"), QStringLiteral("-D"),
+            QStringLiteral("-f"), QStringLiteral("-qqq"), QStringLiteral("-o"),
+            QStringLiteral("/dev/null"), QStringLiteral("-P"), scene.daemon.cachePath(),
+            QStringLiteral("-e"), QStringLiteral("inject=all:signal=KILL:when=%1").arg(number)});
+        const int served = scene.web.positions().size();
+        scene.beginAsIs();
+        killed = scene.daemon.isRunning() ? !scene.seesPosition(3s) : true;
+        scene.daemon.kill();
+
+        scene.daemon.setWrapper({});
+        QVERIFY(scene.startAsIs());
+        const ReportedPosition now = positionOf(scene);
+        const bool fresh = scene.web.positions().size() > served
+            && qAbs(now.latitude - LyingService::latitudeOf(scene.web.positions().last())) < 1e-9;
+        QVERIFY2(now.fields == 0 || fresh || now.text() == stored.text(), qPrintable(now.text()));
+        scene.daemon.kill();
+    }
+    QVERIFY(number > 2 && !killed);
+    scene.note(QStringLiteral("at %1 moments: the next start has the last position, the one before "
+                              "or none")
+                   .arg(number - 2));
+    QVERIFY(scene.beginAsIs());
+}
+
+void killAmidSettings(Scene &scene, int kills)
+{
+    QRandomGenerator random(noiseSeed);
+    QMap<QString, QString> expected = scene.settings();
+    scene.daemon.writeSettings(expected);
+    int cut = 0;
+    int value = 1;
+    for (int kill = 0; kill < kills; ++kill) {
+        QVERIFY(scene.startAsIs());
+        QCOMPARE(optionsOf(scene).value(interval).toString(), expected[interval]);
+        int confirmed = expected[interval].toInt();
+        scene.client.forget();
+        const int first = value + 1;
+        QTimer::singleShot(std::chrono::milliseconds(random.bounded(longestLifeUs) / 1000),
+            [&scene] { scene.daemon.kill(); });
+        while (scene.daemon.isRunning()) {
+            scene.client.postOptions({{interval, QString::number(++value)}});
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+        }
+        waitUntil([&] { return scene.client.replies().size() > value - first; }, longDeadline);
+        for (const QDBusMessage &reply : scene.client.replies())
+            confirmed = reply.type() == QDBusMessage::ReplyMessage ? qMax(confirmed + 1, first)
+                                                                   : confirmed;
+        const QSettings file(scene.daemon.settingsPath(), QSettings::IniFormat);
+        const QString now = file.value(QStringLiteral("settings/update_interval")).toString();
+        QVERIFY2(now.toInt() >= confirmed && now.toInt() <= value,
+            qPrintable(QStringLiteral("%1: %2 to %3").arg(now).arg(confirmed).arg(value)));
+        expected[interval] = now;
+        for (auto option = expected.cbegin(); option != expected.cend(); ++option)
+            QCOMPARE(file.value(QStringLiteral("settings/") + option.key()).toString(), *option);
+        cut += QDir(directoryOf(scene.daemon.settingsPath())).entryList(QDir::Files).size() > 1;
+    }
+    scene.note(QStringLiteral("%1 kills, %2 of them in the middle of a write: no confirmed option "
+                              "and no other setting is lost")
+                   .arg(kills)
+                   .arg(cut));
+    QVERIFY(scene.begin());
+}
+
+} // namespace
+
+QVector<Row> fileRows()
+{
+    using Speed = Row::Speed;
+    using After = Row::After;
+    return {
+        {QStringLiteral("settings missing at start"), startWithoutSettings, Speed::Quick,
+            After::Ended},
+        {QStringLiteral("settings empty"), [](Scene &scene) { startWithSettings(scene, {}); },
+            Speed::Quick, After::Answers},
+        {QStringLiteral("settings are noise"),
+            [](Scene &scene) { startWithSettings(scene, noise(4096)); }, Speed::Quick,
+            After::Answers},
+        {QStringLiteral("settings cut off"),
+            [](Scene &scene) { truncateSettings(scene, quickStride); }},
+        {QStringLiteral("settings cut off at every length"),
+            [](Scene &scene) { truncateSettings(scene, 1); }, Speed::Slow},
+        {QStringLiteral("settings unreadable"), hideSettings, Speed::Quick, After::Answers},
+        {QStringLiteral("settings in a read-only directory"), protectSettings},
+        {QStringLiteral("settings on a full disk"), fillSettingsDisk},
+        {QStringLiteral("a directory in place of the settings"), directoryForSettings, Speed::Quick,
+            After::Answers},
+        {QStringLiteral("settings replaced while running"), replaceSettings},
+        {QStringLiteral("settings locked by another process"), lockSettings, Speed::Slow},
+        {QStringLiteral("cache cut off at every length, and empty"),
+            [](Scene &scene) { truncateCache(scene, 1); }},
+        {QStringLiteral("cache is noise"), noiseForCache},
+        {QStringLiteral("cache unreadable"), hideCache},
+        {QStringLiteral("cache in a read-only directory"), protectCache},
+        {QStringLiteral("cache on a full disk"), fillCacheDisk},
+        {QStringLiteral("a directory in place of the cache"), directoryForCache},
+        {QStringLiteral("the cache's directory removed while running"), removeCacheDirectory},
+    };
+}
+
+QVector<Row> processRows()
+{
+    return {
+        {QStringLiteral("SIGTERM"), terminate},
+        {QStringLiteral("SIGKILL at each system call on the cache file"), killAtCacheCalls},
+        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(quickKills),
+            [](Scene &scene) { killAmidSettings(scene, quickKills); }},
+        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(slowKills),
+            [](Scene &scene) { killAmidSettings(scene, slowKills); }, Row::Speed::Slow},
+    };
+}
