@@ -141,6 +141,5 @@ void DaemonProcess::readLog()
     m_unfinishedLine = lines.takeLast();
     for (const QByteArray &line : qAsConst(lines)) {
         m_log.append(QString::fromUtf8(line));
-        Q_EMIT logged(m_log.last());
     }
 }

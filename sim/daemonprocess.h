@@ -29,7 +29,6 @@ public:
     void removeSettings() const;
     // For the next start; a null value takes the variable away.
     void setEnvironmentVariable(const QString &name, const QString &value);
-
     // For the next start: the command that runs the daemon, such as valgrind with its options.
     void setWrapper(const QStringList &command) { m_wrapper = command; }
 
@@ -54,9 +53,6 @@ public:
     bool waitForLog(const QString &text, std::chrono::milliseconds deadline, int count = 1) const;
     bool waitForName(std::chrono::milliseconds deadline);
     bool waitForEnd(std::chrono::milliseconds deadline) const;
-
-Q_SIGNALS:
-    void logged(const QString &line);
 
 private:
     void readLog();

@@ -3,6 +3,7 @@
 
 #include "demo.h"
 
+#include <QJsonDocument>
 #include <QTime>
 
 #include <algorithm>
@@ -67,6 +68,14 @@ Demo::Demo() : m_walk(wayThroughTown(), walkingSpeed, restAtMetres, restTime)
     connect(&m_stepTimer, &QTimer::timeout, this, &Demo::step);
 }
 
+Demo::~Demo()
+{
+    m_client.disconnect(this);
+    // In good order, so that it gives its reference back.
+    m_client.terminate();
+    m_client.waitForFinished();
+}
+
 bool Demo::start()
 {
     m_screen << QStringLiteral(
@@ -80,17 +89,28 @@ bool Demo::start()
                  << Qt::flush;
         return false;
     }
-    m_client = std::make_unique<PositionClient>(m_bus.address());
-    connect(m_client.get(), &PositionClient::positionChanged, this, &Demo::showPosition);
-    connect(m_client.get(), &PositionClient::statusChanged, this, &Demo::showStatus);
-    if (!m_client->start()) {
-        m_screen << "The daemon did not take our reference.\n" << Qt::flush;
+    if (!startClient()) {
+        m_screen << "The client did not start: " << m_client.errorString() << '\n' << Qt::flush;
         return false;
     }
     m_clock.start();
     m_stepTimer.start(stepPeriod);
     say(QStringLiteral("setting off; a position every %1 s is asked for").arg(updateIntervalSecs));
     return true;
+}
+
+bool Demo::startClient()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), m_bus.address());
+    m_client.setProcessEnvironment(environment);
+    m_client.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    connect(&m_client, &QProcess::readyReadStandardOutput, this, &Demo::readClient);
+    connect(&m_client, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+        [] { QCoreApplication::exit(EXIT_FAILURE); });
+    m_client.start(
+        QStringLiteral(ONDRAVEXA_CLIENT), {QStringLiteral("--json"), QStringLiteral("watch")});
+    return m_client.waitForStarted();
 }
 
 void Demo::step()
@@ -145,29 +165,46 @@ void Demo::noteRequest()
     m_placeAtRequest = m_walk.placeAt(walkingTime());
 }
 
-void Demo::showPosition(const PublishedPosition &position)
+void Demo::readClient()
 {
-    if (position.timestamp == m_lastTimestamp) {
+    while (m_client.canReadLine()) {
+        const QJsonObject line = QJsonDocument::fromJson(m_client.readLine()).object();
+        const QString event = line.value(QLatin1String("event")).toString();
+        if (event == QLatin1String("position")) {
+            showPosition(line);
+        } else if (event == QLatin1String("status")) {
+            showStatus(line.value(event).toString());
+        }
+    }
+}
+
+void Demo::showPosition(const QJsonObject &position)
+{
+    if (position.value(QLatin1String("republished")).toBool()) {
         ++m_repetitions;
         return;
     }
-    m_lastTimestamp = position.timestamp;
-    const double error = distanceMetres(position.place, m_city.coordinateOf(m_placeAtRequest));
+    const Coordinate place{position.value(QLatin1String("latitude")).toDouble(),
+        position.value(QLatin1String("longitude")).toDouble()};
+    const double accuracy = position.value(QLatin1String("accuracy")).toDouble();
+    const double error = distanceMetres(place, m_city.coordinateOf(m_placeAtRequest));
     m_errors.append(error);
-    m_insideAccuracy += error <= position.accuracy ? 1 : 0;
-    m_drawing.addPosition(m_city.pointOf(position.place), position.accuracy, m_placeAtRequest);
+    m_insideAccuracy += error <= accuracy ? 1 : 0;
+    m_drawing.addPosition(m_city.pointOf(place), accuracy, m_placeAtRequest);
     say(QStringLiteral("%1  %2  ± %3 m, in truth %4 m off")
-            .arg(angle(position.place.latitude, QLatin1Char('N'), QLatin1Char('S')),
-                angle(position.place.longitude, QLatin1Char('E'), QLatin1Char('W')))
-            .arg(std::lround(position.accuracy), 3)
+            .arg(angle(place.latitude, QLatin1Char('N'), QLatin1Char('S')),
+                angle(place.longitude, QLatin1Char('E'), QLatin1Char('W')))
+            .arg(std::lround(accuracy), 3)
             .arg(std::lround(error), 3));
 }
 
-void Demo::showStatus(int status)
+void Demo::showStatus(const QString &status)
 {
-    static const QStringList words{QStringLiteral("error"), QStringLiteral("no position available"),
-        QStringLiteral("looking for a position"), QStringLiteral("position available")};
-    say(QStringLiteral("status: ") % words.value(status, QString::number(status)));
+    static const QHash<QString, QString> words{
+        {QStringLiteral("unavailable"), QStringLiteral("no position available")},
+        {QStringLiteral("acquiring"), QStringLiteral("looking for a position")},
+        {QStringLiteral("available"), QStringLiteral("position available")}};
+    say(QStringLiteral("status: ") % words.value(status, status));
 }
 
 void Demo::say(const QString &words)

@@ -3,21 +3,19 @@
 
 #pragma once
 
+#include "childprocess.h"
 #include "city.h"
 #include "daemonprocess.h"
 #include "geolocationservice.h"
-#include "positionclient.h"
 #include "privatebus.h"
 #include "simulatedphone.h"
 #include "walk.h"
 #include "walkdrawing.h"
 
 #include <QElapsedTimer>
-#include <QMap>
+#include <QJsonObject>
 #include <QTextStream>
 #include <QTimer>
-
-#include <memory>
 
 // A walk through the city with a phone in the pocket: the daemon finds out where it is, and the
 // screen says so.
@@ -27,9 +25,10 @@ class Demo : public QObject
 
 public:
     Demo();
+    ~Demo() override;
 
     // Sets off; false, with a word on the screen, when something of the surroundings does not
-    // start.
+    // start. Should the client end later, so does the event loop, with EXIT_FAILURE.
     bool start();
     // The summary line; true when there was any position.
     bool sumUp();
@@ -40,12 +39,14 @@ Q_SIGNALS:
     void roundDone();
 
 private:
+    bool startClient();
     void step();
     void lookAround(const QPointF &place);
     void setLocked(bool locked);
     void noteRequest();
-    void showPosition(const PublishedPosition &position);
-    void showStatus(int status);
+    void readClient();
+    void showPosition(const QJsonObject &position);
+    void showStatus(const QString &status);
     void say(const QString &words);
     Walk::Seconds walkingTime() const;
 
@@ -56,14 +57,13 @@ private:
     SimulatedPhone m_phone{m_bus.address()};
     GeolocationService m_service;
     DaemonProcess m_daemon{m_bus.address()};
-    std::unique_ptr<PositionClient> m_client;
+    ChildProcess m_client;
 
     QTimer m_stepTimer;
     QElapsedTimer m_clock;
     bool m_resting = false;
     bool m_locked = false;
     QPointF m_placeAtRequest; // where the phone was when the last request left it
-    qint64 m_lastTimestamp = 0;
     QVector<double> m_errors; // metres
     int m_insideAccuracy = 0;
     int m_repetitions = 0;

@@ -76,8 +76,8 @@ int main(int argc, char *argv[])
     if (!demo.start()) {
         return EXIT_FAILURE;
     }
-    QCoreApplication::exec();
+    const bool walked = QCoreApplication::exec() == EXIT_SUCCESS;
     const bool found = demo.sumUp();
     const bool drawn = !options.isSet(svg) || save(demo.drawing(), options.value(svg));
-    return found && drawn ? EXIT_SUCCESS : EXIT_FAILURE;
+    return walked && found && drawn ? EXIT_SUCCESS : EXIT_FAILURE;
 }

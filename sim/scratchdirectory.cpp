@@ -29,7 +29,11 @@ ScratchDirectory::ScratchDirectory() : m_directory(directoryTemplate())
     // End of input means that this process is gone; its children may need a moment to follow.
     m_guardian.start(QStringLiteral("/bin/sh"),
         {QStringLiteral("-c"), QStringLiteral("read -r _; sleep 0.3; rm -rf -- \"$0\""), path()});
-    m_guardian.waitForStarted();
+    if (!m_guardian.waitForStarted()) {
+        m_directory.remove();
+        qFatal(
+            "No guardian of the temporary directory: %s", qUtf8Printable(m_guardian.errorString()));
+    }
 }
 
 ScratchDirectory::Guardian::~Guardian()

@@ -28,7 +28,6 @@ class SimulatedOfono : public SimulatedService
 public:
     explicit SimulatedOfono(const QString &busAddress);
 
-    const QVector<SimulatedModem> &modems() const { return m_modems; }
     // Tells of added and removed modems, changed interfaces and a changed serving cell. A change of
     // the neighbours alone is not announced, as with the real one.
     void setModems(const QVector<SimulatedModem> &modems);

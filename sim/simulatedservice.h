@@ -46,10 +46,6 @@ public:
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
     QString introspect(const QString &path) const override;
 
-Q_SIGNALS:
-    // A call of the method has arrived.
-    void called(const QString &method);
-
 protected:
     SimulatedService(QString busAddress, QString busName);
 
