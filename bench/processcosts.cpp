@@ -119,7 +119,7 @@ struct Situation
 
     QString name;
     Stage stage;
-    qint64 sleepsBefore = 0;
+    QMap<QString, qint64> sleepsBefore;
     qint64 timeoutsBefore = 0;
 };
 
@@ -133,15 +133,20 @@ void watch(const Situations &situations, seconds time, QJsonObject &result)
         each->timeoutsBefore = each->stage.program.timeouts().count;
     }
     pass(time);
-    const auto perMinute = [time](qint64 before, qint64 after) {
-        return static_cast<double>(after - before) * 60 / static_cast<double>(time.count());
+    const auto perMinute = [time](qint64 count) {
+        return static_cast<double>(count) * 60 / static_cast<double>(time.count());
     };
     for (const auto &each : situations) {
         const Program &program = each->stage.program;
+        const QMap<QString, qint64> sleeps = program.sleeps();
+        qint64 slept = 0;
+        for (auto thread = sleeps.cbegin(); thread != sleeps.cend(); ++thread) {
+            slept += *thread - each->sleepsBefore.value(thread.key());
+        }
         result.insert(each->name,
-            QJsonObject{{QStringLiteral("sleeps"), perMinute(each->sleepsBefore, program.sleeps())},
+            QJsonObject{{QStringLiteral("sleeps"), perMinute(slept)},
                 {QStringLiteral("timers"),
-                    perMinute(each->timeoutsBefore, program.timeouts().count)}});
+                    perMinute(program.timeouts().count - each->timeoutsBefore)}});
     }
 }
 

@@ -165,13 +165,14 @@ QJsonObject Program::memory() const
         {QStringLiteral("threads"), tasks().size()}};
 }
 
-qint64 Program::sleeps() const
+QMap<QString, qint64> Program::sleeps() const
 {
-    qint64 sum = 0;
+    QMap<QString, qint64> sleeps;
     for (const QString &task : tasks()) {
-        sum += procFigure(task + QStringLiteral("/status"), "voluntary_ctxt_switches");
+        sleeps.insert(
+            task, procFigure(task + QStringLiteral("/status"), "voluntary_ctxt_switches"));
     }
-    return sum;
+    return sleeps;
 }
 
 qint64 Program::processorNs() const

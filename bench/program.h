@@ -65,8 +65,8 @@ public:
 
     // Private dirty and proportional memory, in KiB, and the number of threads.
     QJsonObject memory() const;
-    // How often a thread of it has gone to sleep so far.
-    qint64 sleeps() const;
+    // How often each thread of it has gone to sleep so far.
+    QMap<QString, qint64> sleeps() const;
     // Nanoseconds of processor time so far.
     qint64 processorNs() const;
 

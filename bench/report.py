@@ -62,7 +62,8 @@ class Bench:
         self.parts = self.measure_parts()
         say("instructions")
         self.instructions = {name: self.count_start(program) for name, program in self.programs().items()}
-        self.profile = self.profile_cycle()
+        self.request = self.profile("PositionAdaptor::sendRequest()", "build request/1000")
+        self.reply = self.profile("PositionAdaptor::parseReply(QByteArray const&, int)", "handle reply/0")
 
     def programs(self):
         return {
@@ -98,19 +99,32 @@ class Bench:
         run("dbus-run-session", "--", "sh", "-c",
             f'export DBUS_SYSTEM_BUS_ADDRESS="$DBUS_SESSION_BUS_ADDRESS"; {script}', cwd=directory)
 
-    def profile_cycle(self):
-        """Instructions of one function with all that it calls, for those below sending a request."""
+    def profile(self, function, benchmark):
+        """Instructions of each function with all that it calls, as a share of those of one function."""
         out = self.report / "callgrind.cycle"
-        run("valgrind", "--tool=callgrind", "--toggle-collect=PositionAdaptor::sendRequest()",
+        run("valgrind", "--tool=callgrind", f"--toggle-collect={function}",
             f"--callgrind-out-file={out}", self.build / "bench/ondravexa-cycle-parts",
-            "--benchmark_filter=build request/1000", "--benchmark_min_time=0", stderr=subprocess.DEVNULL)
-        listing = run("callgrind_annotate", "--inclusive=yes", "--threshold=100", out)
+            f"--benchmark_filter={benchmark}/", "--benchmark_min_time=0", stderr=subprocess.DEVNULL)
         costs = {}
-        for line in listing.splitlines():
+        for line in run("callgrind_annotate", "--inclusive=yes", "--threshold=100", out).splitlines():
             found = re.match(r"\s*([\d,]+) \(\s*[\d.]+%\)\s+\S*?:(.*?)( \[.*)?$", line)
-            if found:
-                costs.setdefault(found.group(2).split("'")[0], int(found.group(1).replace(",", "")))
-        return costs
+            if found and "'" not in found.group(2):
+                costs.setdefault(found.group(2), int(found.group(1).replace(",", "")))
+        total = costs[function]
+        return {name: cost / total for name, cost in costs.items()}
+
+    @staticmethod
+    def share(profile, name):
+        return max((share for function, share in profile.items() if f"{name}(" in function), default=0)
+
+    def request_instructions(self):
+        """Of building a request, as a multiple of the JSON writer's."""
+        return (1 - self.share(self.request, "QNetworkAccessManager::post")) / self.share(self.request, "QJsonDocument::toJson")
+
+    def reply_instructions(self):
+        """Of handling a reply, as a multiple of the JSON parser's."""
+        apart = ("writeCache", "PositionAdaptor::updatePosition", "PositionAdaptor::PositionAcquiring")
+        return (1 - sum(self.share(self.reply, name) for name in apart)) / self.share(self.reply, "QJsonDocument::fromJson")
 
     def start_ratio(self, kind, other):
         return median(self.start[DAEMON][kind]) / median(self.start[other][kind])
@@ -137,9 +151,11 @@ class Bench:
             ("`GetPosition`, to the floor", median(trips[DAEMON]) / median(trips[FLOOR]), 1.05),
             ("timers due while idle, per minute", idle["timers"], 0),
         ]
+        rows.append(("building a request of 1000 entries, to the JSON writer, instructions", self.request_instructions(), 2))
         for size in SIZES:
             rows.append((f"building a request of {size} entries, to the JSON writer",
                          self.part_ratio("build request", "write JSON", size), 2))
+        rows.append(("handling a usual reply, to the JSON parser, instructions", self.reply_instructions(), 2))
         for size in (0, *SIZES):
             rows.append((f"handling a reply with {size} further entries, to the JSON parser",
                          self.part_ratio("handle reply", "parse JSON", size), 2))
@@ -169,7 +185,7 @@ class Bench:
     def relocations(self, name):
         program = self.programs().get(name, Path("/usr/libexec/geoclue"))
         own = sum(" R_" in line for line in run("readelf", "-rW", program).splitlines())
-        statistics = subprocess.run([program, "--version"] if name == DESKTOP else ["timeout", "1", program],
+        statistics = subprocess.run([program, *(["--version"] if name == DESKTOP else [])],
                                     env={"LD_DEBUG": "statistics", "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nowhere"},
                                     stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.report, check=False)
         counts = re.findall(rb"number of (?:relative )?relocations: (\d+)", statistics.stdout)
@@ -215,14 +231,10 @@ class Bench:
                 f"Whole daemon, µs on the wall (median):\n\n{whole}![growth](cycle.svg)\n\n{self.profile_section()}")
 
     def profile_section(self):
-        total = self.profile["PositionAdaptor::sendRequest()"]
-        names = ("collectCells", "collectWlans", "QJsonDocument::fromVariant", "QJsonDocument::toJson", "QNetworkAccessManager::post")
-        rows = []
-        for name in names:
-            cost = max((value for function, value in self.profile.items() if name + "(" in function), default=0)
-            rows.append((name, f"{cost / 1e3:.0f}", f"{cost / total:.0%}"))
-        return (f"Where the {total / 1e3:.0f} thousand instructions of a request of 1000 entries go:\n\n"
-                + table(("function", "thousand instructions", "share"), rows))
+        parts = {"collecting the cells": "collectCells", "collecting the WLANs": "collectWlans",
+                 "JSON writer": "QJsonDocument::toJson", "posting": "QNetworkAccessManager::post"}
+        return "Where the instructions of a request of 1000 entries go:\n\n" + table(
+            ("part", "share"), [(part, f"{self.share(self.request, name):.0%}") for part, name in parts.items()])
 
     def traffic_section(self):
         rows = [(each["phone"], "on" if each["filter"] else "off", "locked" if each["locked"] else "unlocked",
