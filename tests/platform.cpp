@@ -74,7 +74,7 @@ QString describe(const QOfonoExtCell &cell)
     return words.join(QLatin1Char(' '));
 }
 
-QString cellIds(const QOfonoExtCellWatcher &watcher)
+QString cellIds(QOfonoExtCellWatcher &watcher)
 {
     QStringList ids;
     for (const auto &cell : watcher.cells())
@@ -83,7 +83,7 @@ QString cellIds(const QOfonoExtCellWatcher &watcher)
 }
 
 // Address and strength of each WLAN.
-QString wlans(const NetworkManager &manager)
+QString wlans(NetworkManager &manager)
 {
     QStringList words;
     for (const NetworkService *service : manager.getAvailableServices(QStringLiteral("wifi")))

@@ -21,6 +21,7 @@ std::unique_ptr<QSettings> openSettings(const QString &path)
             auto settings = std::make_unique<QSettings>(path, QSettings::IniFormat);
             // The values are read with the first question, not before.
             settings->allKeys();
+            settings->beginGroup(QStringLiteral("settings"));
             return settings;
         } catch (const std::bad_alloc &) {
         }

@@ -12,11 +12,11 @@
 /// A position with the mask of its valid coordinates.
 struct Position
 {
-    /// The Geoclue position-field bits.
-    enum Field : qint32 { NoFields = 0, LatitudeField = 1, LongitudeField = 2, AltitudeField = 4 };
+    /// The Geoclue position-field bits; that of the altitude, 4, is never set.
+    enum Field : qint32 { FieldNone = 0, FieldLatitude = 1, FieldLongitude = 2 };
 
     /// Mask of Field values; 0 means that there is no position.
-    qint32 fields = NoFields;
+    qint32 fields = FieldNone;
     /// Degrees.
     double latitude = std::numeric_limits<double>::quiet_NaN();
     /// Degrees.

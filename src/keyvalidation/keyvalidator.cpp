@@ -6,6 +6,7 @@
 #include "webservice/endpoint.h"
 #include "webservice/webrequest.h"
 
+#include <QDebug>
 #include <QMetaEnum>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -67,8 +68,8 @@ void KeyValidator::replyFinished()
         Q_EMIT statusChanged(KeyInvalid, validatedKey);
         break;
     default:
-        qWarning("Unable to check key: %s",
-            QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(reply->error()));
+        qWarning() << "Unable to check key: "
+                   << QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(reply->error());
         Q_EMIT statusChanged(KeyNetworkError, validatedKey);
     }
     reply->deleteLater();

@@ -28,11 +28,12 @@ public:
     };
     Q_ENUM(KeyStatus)
 
+    /// Checks nothing yet.
     explicit KeyValidator(QObject *parent);
     ~KeyValidator() override;
 
     /// Starts a check of key. The outcome arrives through statusChanged(): for an empty key
-    /// before this returns, else after KeyChecking and at most 10 s later.
+    /// before this returns, else after KeyChecking and about 10 s later at most.
     void validateKey(const QString &key);
 
 Q_SIGNALS:

@@ -6,6 +6,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QString>
+
 #include <limits>
 #include <map>
 

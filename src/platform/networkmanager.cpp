@@ -11,6 +11,7 @@ namespace {
 const QLatin1String managerInterface("net.connman.Manager");
 const QLatin1String serviceInterface("net.connman.Service");
 const QLatin1String servicesChanged("ServicesChanged");
+const QLatin1String getServices("GetServices");
 
 } // namespace
 
@@ -21,13 +22,15 @@ NetworkManager::NetworkManager(QObject *parent)
         QStringLiteral("/"), managerInterface, servicesChanged, QStringLiteral("a(oa{sv})ao"));
     m_service->listen({}, serviceInterface, QStringLiteral("PropertyChanged"), QStringLiteral("sv"),
         {QStringLiteral("Type"), QStringLiteral("BSSID"), QStringLiteral("Strength")});
-    connect(m_service, &SystemService::appeared, this, &NetworkManager::fetch);
+    connect(m_service, &SystemService::appeared, this, &NetworkManager::start);
     connect(m_service, &SystemService::vanished, this, &NetworkManager::clear);
     connect(m_service, &SystemService::signalReceived, this, &NetworkManager::receive);
 }
 
-QVector<NetworkService *> NetworkManager::getAvailableServices(const QString &technology) const
+QVector<NetworkService *> NetworkManager::getAvailableServices(const QString &technology)
 {
+    if (m_listing == Listing::Missing)
+        fetch();
     QVector<NetworkService *> available;
     for (const QSharedPointer<NetworkService> &service : m_services) {
         if (service->type() == technology)
@@ -36,19 +39,33 @@ QVector<NetworkService *> NetworkManager::getAvailableServices(const QString &te
     return available;
 }
 
+void NetworkManager::start()
+{
+    m_listing = Listing::Missing;
+    fetch();
+}
+
 void NetworkManager::fetch()
 {
-    const QString method = QStringLiteral("GetServices");
-    m_service->ask(QStringLiteral("/"), managerInterface, method, QStringLiteral("a(oa{sv})"), this,
-        [this, method](const QVariant &listed, const QDBusError &error) {
-            if (error.isValid()) {
-                m_service->warnOnce(method, error);
-                return;
-            }
-            // The dictionaries of this answer are complete: what they lack, nobody knows.
-            clear();
-            setServices(listed);
-        });
+    if (m_service->owner().isEmpty())
+        return;
+    m_listing = Listing::Asked;
+    m_service->ask(QStringLiteral("/"), managerInterface, getServices, QStringLiteral("a(oa{sv})"),
+        this,
+        [this](const QVariant &listed, const QDBusError &error) { takeListing(listed, error); });
+}
+
+void NetworkManager::takeListing(const QVariant &listed, const QDBusError &error)
+{
+    if (error.isValid()) {
+        m_service->warnOnce(getServices, error);
+        m_listing = Listing::Missing;
+        return;
+    }
+    m_listing = Listing::Known;
+    // The dictionaries of this answer are complete: what they lack, nobody knows.
+    clear();
+    setServices(listed);
 }
 
 void NetworkManager::receive(const QDBusMessage &signal)

@@ -9,6 +9,7 @@
 #include <QVector>
 
 class NetworkService;
+class QDBusError;
 class QDBusMessage;
 class SystemService;
 
@@ -21,11 +22,16 @@ public:
     explicit NetworkManager(QObject *parent = nullptr);
 
     /// The services of a technology ("wifi") in ConnMan's order. The manager owns them; a pointer
-    /// is valid until control returns to the event loop.
-    QVector<NetworkService *> getAvailableServices(const QString &technology) const;
+    /// is valid until control returns to the event loop. A list that ConnMan failed to give is
+    /// asked for again.
+    QVector<NetworkService *> getAvailableServices(const QString &technology);
 
 private:
+    enum class Listing { Missing, Asked, Known };
+
+    void start();
     void fetch();
+    void takeListing(const QVariant &listed, const QDBusError &error);
     void receive(const QDBusMessage &signal);
     void setServices(const QVariant &listed);
     void clear();
@@ -33,4 +39,5 @@ private:
     SystemService *m_service;
     QVector<QSharedPointer<NetworkService>> m_services;
     QHash<QString, QSharedPointer<NetworkService>> m_servicesByPath;
+    Listing m_listing = Listing::Missing;
 };

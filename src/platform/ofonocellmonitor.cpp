@@ -6,6 +6,7 @@
 #include "systemservice.h"
 
 #include <QDBusArgument>
+
 #include <utility>
 
 namespace {

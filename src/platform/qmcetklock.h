@@ -15,9 +15,11 @@ class QMceTkLock : public QObject
 public:
     explicit QMceTkLock(QObject *parent = nullptr);
 
+    /// As last heard; false until MCE has answered.
     bool locked() const { return m_locked; }
 
 Q_SIGNALS:
+    /// locked() has another value now.
     void lockedChanged();
 
 private:

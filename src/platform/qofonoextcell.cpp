@@ -39,13 +39,13 @@ int cellType(const QString &technology)
 int networkCode(
     SystemService *service, const QVariantMap &properties, const QString &name, int substitute)
 {
-    const auto text = service->member<QString>(properties, name);
-    if (!text)
+    if (!properties.contains(name))
         return substitute;
-    const bool decimal = std::all_of(text->cbegin(), text->cend(),
+    const QString text = service->member<QString>(properties, name).value_or(QString());
+    const bool decimal = std::all_of(text.cbegin(), text.cend(),
         [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
     bool inRange = false;
-    const int code = text->toInt(&inRange);
+    const int code = text.toInt(&inRange);
     return decimal && inRange ? code : QOfonoExtCell::unknown;
 }
 
@@ -65,10 +65,12 @@ int areaCode(SystemService *service, const QVariantMap &properties, const QStrin
 std::optional<int> signalStrength(
     SystemService *service, const QVariantMap &properties, const SignalScale &scale)
 {
-    const auto level = service->member<uchar>(properties, scale.member);
-    if (!level)
+    if (!properties.contains(scale.member))
         return std::nullopt;
-    return *level <= scale.maximum ? scale.offset - scale.step * *level : QOfonoExtCell::unknown;
+    const auto level = service->member<uchar>(properties, scale.member);
+    if (!level || *level > scale.maximum)
+        return QOfonoExtCell::unknown;
+    return scale.offset - scale.step * *level;
 }
 
 std::optional<int> signalStrength(SystemService *service, const QVariantMap &properties, int type)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QVariantMap>
+
 #include <limits>
 
 class SystemService;
@@ -24,6 +25,8 @@ public:
 
     /// One of Type.
     int type() const { return m_type; }
+
+    /// Mobile country code and mobile network code.
     int mcc() const { return m_mcc; }
     int mnc() const { return m_mnc; }
 

@@ -12,6 +12,7 @@
 namespace {
 
 const QLatin1String managerInterface("org.ofono.Manager");
+const QLatin1String getModems("GetModems");
 const QLatin1String modemInterface("org.ofono.Modem");
 const QLatin1String registrationInterface("org.ofono.NetworkRegistration");
 
@@ -30,15 +31,17 @@ QOfonoExtCellWatcher::QOfonoExtCellWatcher(QObject *parent)
     m_service->listen({}, registrationInterface, propertyChanged, QStringLiteral("sv"),
         {QStringLiteral("CellId"), QStringLiteral("LocationAreaCode"), QStringLiteral("Technology"),
             QStringLiteral("Status"), QStringLiteral("Strength")});
-    connect(m_service, &SystemService::appeared, this, &QOfonoExtCellWatcher::fetch);
+    connect(m_service, &SystemService::appeared, this, &QOfonoExtCellWatcher::start);
     connect(m_service, &SystemService::vanished, this, &QOfonoExtCellWatcher::clear);
     connect(m_service, &SystemService::signalReceived, this, &QOfonoExtCellWatcher::receive);
 }
 
 QOfonoExtCellWatcher::~QOfonoExtCellWatcher() = default;
 
-QList<QSharedPointer<QOfonoExtCell>> QOfonoExtCellWatcher::cells() const
+QList<QSharedPointer<QOfonoExtCell>> QOfonoExtCellWatcher::cells()
 {
+    if (m_listing == Listing::Missing)
+        fetch();
     QList<QSharedPointer<QOfonoExtCell>> result;
     for (const QString &modem : m_modems) {
         const QSharedPointer<OfonoCellMonitor> monitor = m_monitors.value(modem);
@@ -50,16 +53,31 @@ QList<QSharedPointer<QOfonoExtCell>> QOfonoExtCellWatcher::cells() const
     return result;
 }
 
+void QOfonoExtCellWatcher::start()
+{
+    m_listing = Listing::Missing;
+    fetch();
+}
+
 void QOfonoExtCellWatcher::fetch()
 {
-    const QString method = QStringLiteral("GetModems");
-    m_service->ask(QStringLiteral("/"), managerInterface, method, QStringLiteral("a(oa{sv})"), this,
-        [this, method](const QVariant &listed, const QDBusError &error) {
-            if (error.isValid())
-                m_service->warnOnce(method, error);
-            else
-                setModems(listed);
-        });
+    if (m_service->owner().isEmpty())
+        return;
+    m_listing = Listing::Asked;
+    m_service->ask(QStringLiteral("/"), managerInterface, getModems, QStringLiteral("a(oa{sv})"),
+        this,
+        [this](const QVariant &listed, const QDBusError &error) { takeListing(listed, error); });
+}
+
+void QOfonoExtCellWatcher::takeListing(const QVariant &listed, const QDBusError &error)
+{
+    if (error.isValid()) {
+        m_service->warnOnce(getModems, error);
+        m_listing = Listing::Missing;
+        return;
+    }
+    m_listing = Listing::Known;
+    setModems(listed);
 }
 
 void QOfonoExtCellWatcher::setModems(const QVariant &listed)

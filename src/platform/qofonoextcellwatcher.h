@@ -12,6 +12,7 @@
 #include <QStringList>
 
 class OfonoCellMonitor;
+class QDBusError;
 class QDBusMessage;
 class SystemService;
 
@@ -26,10 +27,14 @@ public:
 
     /// The cells last reported: modem by modem in oFono's order, for each its serving cell, then
     /// the neighbours. Also has the modems asked again, without waiting for them.
-    QList<QSharedPointer<QOfonoExtCell>> cells() const;
+    QList<QSharedPointer<QOfonoExtCell>> cells();
 
 private:
+    enum class Listing { Missing, Asked, Known };
+
+    void start();
     void fetch();
+    void takeListing(const QVariant &listed, const QDBusError &error);
     void setModems(const QVariant &listed);
     void receive(const QDBusMessage &signal);
     void setModem(const QString &path, const QVariantMap &properties);
@@ -37,6 +42,7 @@ private:
     void clear();
 
     SystemService *m_service;
+    Listing m_listing = Listing::Missing;
     QStringList m_modems;
     QHash<QString, QSharedPointer<OfonoCellMonitor>> m_monitors;
 };

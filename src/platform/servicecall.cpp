@@ -4,6 +4,7 @@
 #include "servicecall.h"
 
 #include <QDBusConnection>
+
 #include <utility>
 
 ServiceCall::ServiceCall(SystemService *service, QString signature, const QObject *context,

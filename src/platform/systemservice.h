@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QVariantMap>
 #include <QVector>
+
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -74,8 +75,11 @@ public:
     static QVariantMap changedProperty(const QDBusMessage &signal);
 
 Q_SIGNALS:
+    /// The service has an owner now, perhaps right after another one.
     void appeared();
+    /// The owner has left: what it said no longer holds.
     void vanished();
+    /// One of the signals listened for, from the present owner and of the right signature.
     void signalReceived(const QDBusMessage &signal);
 
 private Q_SLOTS:

@@ -4,24 +4,15 @@
 #include "positioning/positionadaptor.h"
 
 #include "configuration/places.h"
-#include "webservice/webrequest.h"
-
-#include <networkmanager.h>
-#include <qofonoextcellwatcher.h>
+#include "positioning/updateinterval.h"
 
 #include <QDateTime>
-#include <QElapsedTimer>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
 
 #include <limits>
 
 namespace {
 
-constexpr qint64 defaultRequestIntervalMs = 60000;
-constexpr qint64 republishIntervalMs = 5000;
-constexpr quint64 shortestRequestIntervalMs = 1000;
-constexpr quint64 longestRequestIntervalMs = 2147483000;
 constexpr qint64 shortestStartDelayMs = 1000;
 constexpr qint64 longestTimerMs = std::numeric_limits<int>::max();
 
@@ -34,18 +25,6 @@ int startDelayMs(qint64 remainingMs)
 }
 
 } // namespace
-
-PositionAdaptorState::PositionAdaptorState()
-    : cellWatcher(std::make_unique<QOfonoExtCellWatcher>()),
-      networkAccessManager(std::make_unique<QNetworkAccessManager>()),
-      networkManager(std::make_unique<NetworkManager>()), sessionUuid(WebRequest::randomUuid()),
-      requestInterval(defaultRequestIntervalMs), republishInterval(republishIntervalMs)
-{
-    if (!QElapsedTimer::isMonotonic())
-        qWarning("Monotonic timers are not available.");
-}
-
-PositionAdaptorState::~PositionAdaptorState() = default;
 
 PositionAdaptor::PositionAdaptor(QObject *provider)
     : QDBusAbstractAdaptor(provider), state(std::make_unique<PositionAdaptorState>()),
@@ -105,7 +84,7 @@ bool PositionAdaptor::isRunning() const
 
 void PositionAdaptor::setUpdateInterval(quint64 ms)
 {
-    const quint64 intervalMs = qBound(shortestRequestIntervalMs, ms, longestRequestIntervalMs);
+    const quint64 intervalMs = UpdateInterval::clampedMs(ms);
     state->requestInterval = static_cast<qint64>(intervalMs);
     requestsPaused = ms == 0;
     if (requestsPaused) {
@@ -121,7 +100,7 @@ void PositionAdaptor::setUpdateInterval(quint64 ms)
 void PositionAdaptor::updatePosition()
 {
     const Position &position = state->lastPosition;
-    if (position.fields != Position::NoFields)
+    if (position.fields != Position::FieldNone)
         Q_EMIT PositionChanged(position.fields, position.timestamp, position.latitude,
             position.longitude, position.altitude, position.accuracy);
 }

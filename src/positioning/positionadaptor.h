@@ -55,6 +55,7 @@ public:
     void startUpdates();
     /// Ends the cycle. A request in flight is still answered and published.
     void stopUpdates();
+    /// Whether a cycle has been started and not ended since.
     bool isRunning() const;
     /// Sets the request period in milliseconds, clamped to 1000 to 2147483000; 0 pauses the
     /// requests.
@@ -62,6 +63,7 @@ public:
     /// Emits PositionChanged() with the last position, if there is one.
     void republishPosition();
 
+    /// Takes the key for requests from now on; empty for none.
     void setApiKey(const QString &key);
     QString apiKey() const;
     /// Whether requests are left out when the radio picture has hardly changed.

@@ -16,9 +16,11 @@
 
 namespace {
 
+/// Of the Geoclue accuracy levels.
 constexpr int postalCodeAccuracyLevel = 4;
+/// The precision of the usual fuzzy comparison of doubles.
 constexpr double fuzzyZero = 1e-12;
-constexpr int longestLoggedError = 1000;
+constexpr int longestLoggedErrorCharacters = 1000;
 
 /// A number, or a text that holds one; anything else is 0 with ok false.
 double toNumber(const QVariant &value, bool *ok)
@@ -56,7 +58,7 @@ QString loggableError(const QString &error, const QUrl &url)
     if (!key.isEmpty())
         bytes.replace(writtenKey(QByteArray::fromPercentEncoding(key)), QStringLiteral("***"));
     QString text = QString::fromUtf8(bytes.toLatin1());
-    text.truncate(longestLoggedError);
+    text.truncate(longestLoggedErrorCharacters);
     std::replace_if(
         text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
         QLatin1Char(' '));
@@ -110,15 +112,15 @@ void PositionAdaptor::takeLocation(const QVariantMap &location, int timestamp)
 {
     Position &position = state->lastPosition;
     bool ok = false;
-    position.fields = Position::NoFields;
+    position.fields = Position::FieldNone;
     position.latitude = toNumber(location.value(QStringLiteral("latitude")), &ok);
     if (ok && isNonZero(position.latitude))
-        position.fields |= Position::LatitudeField;
+        position.fields |= Position::FieldLatitude;
 
     position.longitude = toNumber(location.value(QStringLiteral("longitude")), &ok);
     if (ok) {
         if (isNonZero(position.longitude))
-            position.fields |= Position::LongitudeField;
+            position.fields |= Position::FieldLongitude;
         Q_EMIT PositionAcquiring(false);
     }
 

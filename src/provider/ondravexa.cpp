@@ -5,6 +5,7 @@
 
 #include "configuration/places.h"
 #include "dbus/accuracy.h"
+#include "dbus/buslink.h"
 #include "dbus/geoclueadaptor.h"
 #include "positioning/positionadaptor.h"
 
@@ -68,6 +69,9 @@ void OndraVexa::registerProvider()
         &OndraVexa::serviceUnregistered);
     serviceWatcher->setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
     serviceWatcher->setConnection(bus);
+    busLink = new BusLink(this);
+    connect(busLink, &BusLink::lost, this, &OndraVexa::forgetClients);
+    connect(busLink, &BusLink::left, this, &OndraVexa::forgetClient);
     setStatus(StatusAcquiring);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "keyvalidation/keyvalidator.h"
+#include "positioning/updateinterval.h"
 
 #include <QBasicTimer>
 #include <QDBusContext>
@@ -19,12 +20,13 @@
 QT_BEGIN_NAMESPACE
 class QDBusServiceWatcher;
 QT_END_NAMESPACE
+class BusLink;
 class PositionAdaptor;
 class QMceTkLock;
 
 /// The provider: owner of all other components, of the settings file, of the clients' references
-/// and of the status. Its operations are in ondravexa.cpp (life, registration), options.cpp and
-/// references.cpp.
+/// and of the status. Its operations are in ondravexa.cpp (life, registration, exit timer),
+/// references.cpp (references, status, lock) and options.cpp (settings, options, new API keys).
 class OndraVexa : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -42,20 +44,30 @@ public:
     explicit OndraVexa(QObject *parent = nullptr);
     ~OndraVexa() override;
 
-    // The methods of org.freedesktop.Geoclue. All but the last two end the process unless they are
-    // called from the bus.
+    // The methods of org.freedesktop.Geoclue. The first four end the process unless they are called
+    // from the bus.
+
+    /// Counts a reference of the caller; the first one starts the position updates.
     void AddReference();
+    /// Takes a reference of the caller back; the last one stops the updates.
     void RemoveReference();
-    /// The section "settings" of the settings file, all values as text.
+    /// The section "settings" of the settings file, all values as text. Answers the caller with
+    /// QDBusError::Failed when there is no settings file.
     QVariantMap GetOptions();
+    /// Applies and stores the options that are known. With a new API key the reply waits for the
+    /// key's check: an empty one, InvalidArgs, NoNetwork, InternalError or Failed.
     void SetOptions(const QVariantMap &options);
+    /// One of Status.
     int GetStatus() const;
-    /// Returns the provider's name.
+    /// Returns the provider's name and fills in what it is.
     QString GetProviderInfo(QString &description) const;
 
 Q_SIGNALS:
+    /// The new one of Status.
     void StatusChanged(int status);
+    /// The options that were written, without those that already stood in the settings file.
     void OptionsChanged(const QVariantMap &options);
+    /// A key change of the settings application failed: 0 no verdict on the key, 1 it is invalid.
     void ValidationErrorNotify(int err);
 
 private Q_SLOTS:
@@ -73,6 +85,8 @@ private:
 
     void requireBusCall(const char *method) const;
     void watchClient(const QString &client);
+    void forgetClient(const QString &client);
+    void forgetClients();
 
     bool readSettings(QVariantMap &settings) const;
     bool writeSettings(const QVariantMap &values, const QStringList &allowedKeys);
@@ -89,12 +103,13 @@ private:
     QHash<QString, qint32> references;
     QBasicTimer exitTimer;
     Status status = StatusUnavailable;
-    quint64 updateInterval = 60000;
-    quint64 backgroundUpdateInterval = 3600000;
+    quint64 updateInterval = UpdateInterval::defaultMs;
+    quint64 backgroundUpdateInterval = UpdateInterval::defaultBackgroundMs;
     qint32 keepRequests = 1;
     QMceTkLock *tkLock;
     bool requestFilter = true;
     QDBusMessage pendingCall;
     QString settingsPath;
     bool callerIsSettingsApp = false;
+    BusLink *busLink = nullptr;
 };

@@ -5,6 +5,7 @@
 
 #include "configuration/settingsfile.h"
 #include "positioning/positionadaptor.h"
+#include "positioning/updateinterval.h"
 
 #include <dbusaccess_peer.h>
 
@@ -20,19 +21,19 @@ const QString updateIntervalOption = QStringLiteral("update_interval");
 const QString backgroundUpdateIntervalOption = QStringLiteral("background_update_interval");
 const QString keepRequestsOption = QStringLiteral("keep_requests");
 const QString requestFilterOption = QStringLiteral("enable_request_filter");
-const QString settingsGroup = QStringLiteral("settings");
 
 /// The option keys that SetOptions may write, beside an emptied API key.
 const QStringList optionNames = {
     updateIntervalOption, backgroundUpdateIntervalOption, keepRequestsOption, requestFilterOption};
 
-enum ValidationError { NoVerdict = 0, InvalidKey = 1 };
+enum ValidationError { ValidationErrorNoVerdict = 0, ValidationErrorInvalidKey = 1 };
 
 bool hasTextForm(const QVariant &value)
 {
     switch (value.userType()) {
     case QMetaType::QString:
     case QMetaType::Bool:
+    case QMetaType::UChar:
     case QMetaType::Short:
     case QMetaType::UShort:
     case QMetaType::Int:
@@ -46,6 +47,15 @@ bool hasTextForm(const QVariant &value)
     }
 }
 
+/// An option's value as the text that is stored, so that it means the same before and after a
+/// restart.
+QString optionText(const QVariant &value)
+{
+    // Converted as it is, a byte would become a character.
+    return value.userType() == QMetaType::UChar ? QString::number(value.toUInt())
+                                                : value.toString();
+}
+
 /// The options of a call whose values have a text form: text, number or boolean, of a sane length.
 QVariantMap textualOptions(const QVariantMap &options)
 {
@@ -53,23 +63,27 @@ QVariantMap textualOptions(const QVariantMap &options)
     constexpr int longestText = 4096;
     QVariantMap textual;
     for (auto option = options.cbegin(); option != options.cend(); ++option) {
-        // As text, a byte is a character and not its number.
-        const QVariant value
-            = option->userType() == QMetaType::UChar ? QVariant(option->toUInt()) : *option;
-        if (!hasTextForm(value))
+        if (!hasTextForm(*option))
             qWarning() << "Ignoring option that is neither text, number nor boolean:"
                        << option.key();
-        else if (value.toString().size() > longestText)
+        else if (optionText(*option).size() > longestText)
             qWarning() << "Ignoring option that is too long:" << option.key();
         else
-            textual.insert(option.key(), value);
+            textual.insert(option.key(), *option);
     }
     return textual;
 }
 
-bool hasText(const QVariantMap &options, const QString &key)
+/// Undoes changes that could not be written: the settings class would keep them for the process,
+/// answer with them and write them with the next read.
+void takeBack(QSettings &file, const QVariantMap &former)
 {
-    return !options.value(key).toString().isEmpty();
+    for (auto setting = former.cbegin(); setting != former.cend(); ++setting) {
+        if (setting->isValid())
+            file.setValue(setting.key(), *setting);
+        else
+            file.remove(setting.key());
+    }
 }
 
 } // namespace
@@ -78,7 +92,7 @@ bool OndraVexa::settingsFileExists() const
 {
     if (QFile::exists(settingsPath))
         return true;
-    qDebug().noquote().nospace() << "No such config file: " << settingsPath;
+    qDebug().noquote() << "No such config file: " << settingsPath;
     return false;
 }
 
@@ -91,7 +105,6 @@ bool OndraVexa::readSettings(QVariantMap &settings) const
     if (!file)
         return true;
 
-    file->beginGroup(settingsGroup);
     const QStringList keys = file->allKeys();
     for (const QString &key : keys)
         settings.insert(key, settingText(file->value(key)));
@@ -109,53 +122,54 @@ bool OndraVexa::writeSettings(const QVariantMap &values, const QStringList &allo
         return true;
     }
 
-    file->beginGroup(settingsGroup);
     QVariantMap changed;
+    QVariantMap former;
     for (auto option = values.cbegin(); option != values.cend(); ++option) {
         if (!allowedKeys.isEmpty() && !allowedKeys.contains(option.key()))
             continue;
-        if (file->contains(option.key())
-            && QVariant(settingText(file->value(option.key()))) == *option)
+        const QVariant stored = file->value(option.key());
+        if (stored.isValid() && settingText(stored) == optionText(*option))
             continue;
-        file->setValue(option.key(), option->toString());
+        former.insert(option.key(), stored);
         changed.insert(option.key(), *option);
+        file->setValue(option.key(), optionText(*option));
     }
-    file->endGroup();
     file->sync();
 
-    if (file->status() == QSettings::NoError)
+    if (file->status() == QSettings::NoError) {
         Q_EMIT OptionsChanged(changed);
-    else
+    } else {
         qWarning("Error writing to config file with error: %d", file->status());
+        takeBack(*file, former);
+    }
     return true;
 }
 
 quint64 OndraVexa::intervalOption(const QVariantMap &options, const QString &key)
 {
     constexpr quint64 msPerSecond = 1000;
-    constexpr quint64 shortestMs = 1000;
-    constexpr quint64 longestMs = 2147483000;
     bool ok = false;
-    const quint64 seconds = options.value(key).toULongLong(&ok);
-    return ok ? qBound(shortestMs, seconds * msPerSecond, longestMs) : 0;
+    const quint64 seconds = optionText(options.value(key)).toULongLong(&ok);
+    return ok ? UpdateInterval::clampedMs(seconds * msPerSecond) : 0;
 }
 
 void OndraVexa::applyOptions(const QVariantMap &options)
 {
-    if (hasText(options, keepRequestsOption))
-        keepRequests = options.value(keepRequestsOption).toInt();
-    if (hasText(options, updateIntervalOption)) {
+    const auto text = [&options](const QString &key) { return optionText(options.value(key)); };
+    if (!text(keepRequestsOption).isEmpty())
+        keepRequests = text(keepRequestsOption).toInt();
+    if (!text(updateIntervalOption).isEmpty()) {
         updateInterval = intervalOption(options, updateIntervalOption);
         positionAdaptor->setUpdateInterval(updateInterval);
     }
-    if (hasText(options, backgroundUpdateIntervalOption))
+    if (!text(backgroundUpdateIntervalOption).isEmpty())
         backgroundUpdateInterval = intervalOption(options, backgroundUpdateIntervalOption);
-    if (hasText(options, requestFilterOption)) {
-        requestFilter = options.value(requestFilterOption).toBool();
+    if (!text(requestFilterOption).isEmpty()) {
+        requestFilter = QVariant(text(requestFilterOption)).toBool();
         positionAdaptor->setRequestFilter(requestFilter);
     }
     if (options.contains(apiKeyOption))
-        positionAdaptor->setApiKey(options.value(apiKeyOption).toString());
+        positionAdaptor->setApiKey(text(apiKeyOption));
     if (!references.isEmpty() && !positionAdaptor->isRunning())
         positionAdaptor->startUpdates();
 }
@@ -174,7 +188,7 @@ void OndraVexa::SetOptions(const QVariantMap &options)
     requireBusCall("SetOptions");
     QVariantMap values = textualOptions(options);
     QStringList allowedKeys = optionNames;
-    const QString newKey = values.value(apiKeyOption).toString();
+    const QString newKey = optionText(values.value(apiKeyOption));
     if (values.contains(apiKeyOption) && newKey != positionAdaptor->apiKey()) {
         if (newKey.isEmpty()) {
             allowedKeys.append(apiKeyOption);
@@ -219,18 +233,18 @@ void OndraVexa::keyValidationStatusChanged(
         break;
     case KeyValidator::KeyInvalid:
         if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(InvalidKey);
+            Q_EMIT ValidationErrorNotify(ValidationErrorInvalidKey);
         sendPendingError(QDBusError::InvalidArgs, QStringLiteral("Provided API key is invalid"));
         break;
     case KeyValidator::KeyNetworkError:
         if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(NoVerdict);
+            Q_EMIT ValidationErrorNotify(ValidationErrorNoVerdict);
         sendPendingError(
             QDBusError::NoNetwork, QStringLiteral("Network error occurred during key validation"));
         break;
     default:
         if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(NoVerdict);
+            Q_EMIT ValidationErrorNotify(ValidationErrorNoVerdict);
         sendPendingError(
             QDBusError::InternalError, QStringLiteral("Unknown error during key validation"));
     }

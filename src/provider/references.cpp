@@ -3,6 +3,7 @@
 
 #include "provider/ondravexa.h"
 
+#include "dbus/buslink.h"
 #include "positioning/positionadaptor.h"
 
 #include <qmcetklock.h>
@@ -14,6 +15,8 @@
 #include <QDBusServiceWatcher>
 
 namespace {
+
+constexpr int mostClientsWatchedSingly = 256;
 
 const char *statusName(OndraVexa::Status status)
 {
@@ -51,6 +54,9 @@ void OndraVexa::watchClient(const QString &client)
         return;
 
     serviceWatcher->addWatchedService(client);
+    // A bus takes only so many watches of one connection, 512 by default.
+    if (references.size() == mostClientsWatchedSingly)
+        busLink->watchEveryone();
     // A client that left before the watch was in place would be missed, and keep the daemon up for
     // ever.
     const QDBusPendingCall hasOwner = QDBusConnection::systemBus().interface()->asyncCall(
@@ -59,8 +65,8 @@ void OndraVexa::watchClient(const QString &client)
     connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, client] {
         const QDBusPendingReply<bool> reply = *call;
         call->deleteLater();
-        if (reply.isValid() && !reply.value() && references.contains(client))
-            serviceUnregistered(client);
+        if (reply.isValid() && !reply.value())
+            forgetClient(client);
     });
 }
 
@@ -87,6 +93,19 @@ void OndraVexa::serviceUnregistered(const QString &service)
     references.remove(service);
     if (references.isEmpty())
         startExitTimer();
+}
+
+void OndraVexa::forgetClient(const QString &client)
+{
+    if (references.contains(client))
+        serviceUnregistered(client);
+}
+
+void OndraVexa::forgetClients()
+{
+    const QStringList clients = references.keys();
+    for (const QString &client : clients)
+        forgetClient(client);
 }
 
 void OndraVexa::setStatus(OndraVexa::Status newStatus)

@@ -16,7 +16,7 @@ QString readEndpointPrefix()
     const auto settings = openSettings(QString::fromLatin1(Places::settingsFile));
     QString link;
     if (settings)
-        link = settingText(settings->value(QStringLiteral("settings/link")));
+        link = settingText(settings->value(QStringLiteral("link")));
     if (link.isEmpty())
         return QStringLiteral("https://" ONDRAVEXA_ENDPOINT_HOST "/v2/geolocation?key=");
     return link;
