@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "reportedposition.h"
 #include "row.h"
 #include "waiting.h"
 
@@ -279,8 +278,7 @@ void setClock(Scene &scene, int offsetSeconds)
 
 void checkTimestamp(Scene &scene, int offsetSeconds)
 {
-    const qint64 timestamp
-        = ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition"))).timestamp;
+    const qint64 timestamp = scene.position().timestamp;
     const qint64 ahead = timestamp - QDateTime::currentSecsSinceEpoch() - offsetSeconds;
     QVERIFY2(qAbs(ahead) <= clockTolerance, qPrintable(QString::number(ahead)));
     scene.note(QStringLiteral("positions bear the time of the clock"));
@@ -306,13 +304,11 @@ void moveClockBetweenRuns(Scene &scene, int offsetSeconds)
     setClock(scene, 0);
     QVERIFY(scene.begin());
     QVERIFY(scene.seesPosition());
-    const QString last
-        = ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition"))).text();
+    const QString last = scene.position().text();
     scene.daemon.kill();
     setClock(scene, offsetSeconds);
     QVERIFY(scene.beginAsIs());
-    QCOMPARE(
-        ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition"))).text(), last);
+    QCOMPARE(scene.position().text(), last);
     scene.note(QStringLiteral("the next start has the last position"));
     if (offsetSeconds == -5 * minute) {
         QVERIFY(!scene.seesRequest(4s));

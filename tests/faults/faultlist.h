@@ -19,10 +19,16 @@ struct WebFault
     const char *log;
 };
 
+// An HTTP reply with its head; the headers end in a line break each.
+RawReply withStatus(
+    const QByteArray &status, const QByteArray &body, const QByteArray &headers = {});
+// A body of 64 MiB.
+QByteArray hugeBody();
+
 // Those that show at once.
 const QVector<WebFault> &webFaults();
-// Those that take the daemon's time-out of 10 s to show, or a lot of memory to send.
-const QVector<WebFault> &slowWebFaults();
+// Those that show after the daemon's time-out of 10 s.
+const QVector<WebFault> &hangingWebFaults();
 
 // A way for a service of the phone to fail; Scene::heal() ends it.
 struct PlatformFault

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "reportedposition.h"
 #include "row.h"
 #include "waiting.h"
 
@@ -9,8 +8,6 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QRandomGenerator>
-#include <QSettings>
-#include <QTimer>
 
 using namespace std::chrono_literals;
 
@@ -18,14 +15,9 @@ namespace {
 
 constexpr quint32 noiseSeed = 4;
 constexpr int quickStride = 9;
-constexpr int quickKills = 12;
-constexpr int slowKills = 200;
-constexpr int longestLifeUs = 40000;
-constexpr int mostCalls = 40;
 
 const QString interval = QStringLiteral("update_interval");
 const QString writeError = QStringLiteral("Error writing to config file with error: 1");
-const ReportedPosition stored{3, 1700000000, 55.75, 37.61, qQNaN(), 4, 120, 0};
 
 QByteArray read(const QString &path)
 {
@@ -47,17 +39,6 @@ QByteArray noise(int size)
     for (int i = 0; i < size; ++i)
         bytes.append(static_cast<char>(random.bounded(256)));
     return bytes;
-}
-
-QVariantMap optionsOf(Scene &scene)
-{
-    const QVariantList arguments = scene.client.call(QStringLiteral("GetOptions")).arguments();
-    return qdbus_cast<QVariantMap>(arguments.value(0));
-}
-
-ReportedPosition positionOf(Scene &scene)
-{
-    return ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition")));
 }
 
 // The directory of the settings or the cache file, without its last slash.
@@ -88,7 +69,7 @@ void startWithSettings(Scene &scene, const QByteArray &content)
     scene.daemon.writeRawSettings(content);
     QVERIFY(scene.startAsIs());
     QVERIFY(scene.seesAnswer());
-    scene.note(QStringLiteral("%1 options are known").arg(optionsOf(scene).size()));
+    scene.note(QStringLiteral("%1 options are known").arg(scene.options().size()));
 }
 
 void truncateSettings(Scene &scene, int stride)
@@ -111,12 +92,12 @@ void hideSettings(Scene &scene)
     scene.daemon.writeSettings(scene.settings());
     QFile::setPermissions(scene.daemon.settingsPath(), QFile::Permissions());
     QVERIFY(scene.startAsIs());
-    QVERIFY(optionsOf(scene).isEmpty());
+    QVERIFY(scene.options().isEmpty());
     scene.note(QStringLiteral("no option is known, defaults apply"));
     QVERIFY(scene.client.setOptions({{interval, 5}}).errorName().isEmpty());
     QVERIFY(scene.seesLog(QStringLiteral("Error writing to config file with error:")));
     QFile::setPermissions(scene.daemon.settingsPath(), QFile::ReadOwner);
-    QCOMPARE(optionsOf(scene).size(), scene.settings().size());
+    QCOMPARE(scene.options().size(), scene.settings().size());
     scene.note(QStringLiteral("nothing is lost once it is readable"));
 }
 
@@ -166,7 +147,7 @@ void directoryForSettings(Scene &scene)
 {
     QVERIFY(QDir().mkpath(scene.daemon.settingsPath()));
     QVERIFY(scene.startAsIs());
-    QVERIFY(optionsOf(scene).isEmpty());
+    QVERIFY(scene.options().isEmpty());
     QVERIFY(scene.client.setOptions({{interval, 2}}).errorName().isEmpty());
     QVERIFY(scene.seesLog(QStringLiteral("Error writing to config file with error:")));
 }
@@ -179,7 +160,7 @@ void replaceSettings(Scene &scene)
     scene.daemon.writeSettings(other);
     QVERIFY(scene.client.setOptions({{QStringLiteral("keep_requests"), 0}}).errorName().isEmpty());
     other[QStringLiteral("keep_requests")] = QStringLiteral("0");
-    const QVariantMap now = optionsOf(scene);
+    const QVariantMap now = scene.options();
     for (auto option = other.cbegin(); option != other.cend(); ++option)
         QCOMPARE(now.value(option.key()).toString(), *option);
     QCOMPARE(now.size(), other.size());
@@ -202,12 +183,12 @@ void startWithCache(Scene &scene, const QByteArray &content)
 {
     write(scene.daemon.cachePath(), content);
     QVERIFY(scene.begin());
-    QCOMPARE(positionOf(scene).text(), ReportedPosition::ofCache(content).text());
+    QCOMPARE(scene.position().text(), ReportedPosition::ofCache(content).text());
 }
 
 void truncateCache(Scene &scene, int stride)
 {
-    const QByteArray whole = stored.cacheBytes();
+    const QByteArray whole = storedPosition.cacheBytes();
     for (int length = 0; length <= whole.size(); length += stride) {
         startWithCache(scene, whole.left(length));
         if (QTest::currentTestFailed())
@@ -221,19 +202,19 @@ void truncateCache(Scene &scene, int stride)
 
 void noiseForCache(Scene &scene)
 {
-    startWithCache(scene, noise(stored.cacheBytes().size()));
+    startWithCache(scene, noise(storedPosition.cacheBytes().size()));
     scene.note(QStringLiteral("GetPosition says what the file says"));
 }
 
 void hideCache(Scene &scene)
 {
     scene.daemon.setWrapper(unprivileged());
-    write(scene.daemon.cachePath(), stored.cacheBytes());
+    write(scene.daemon.cachePath(), storedPosition.cacheBytes());
     QFile::setPermissions(scene.daemon.cachePath(), QFile::Permissions());
     QVERIFY(scene.begin());
     QVERIFY(
         scene.seesLog(QStringLiteral("Could not open file for reading: \"Permission denied\"")));
-    QCOMPARE(positionOf(scene).fields, 0);
+    QCOMPARE(scene.position().fields, 0);
 }
 
 void protectCache(Scene &scene)
@@ -281,90 +262,6 @@ void removeCacheDirectory(Scene &scene)
     QVERIFY(scene.seesLog(QStringLiteral("Could not open file for writing:")));
 }
 
-void terminate(Scene &scene)
-{
-    QVERIFY(scene.begin());
-    QVERIFY(scene.seesPosition());
-    const QString last = positionOf(scene).text();
-    scene.daemon.terminate();
-    QVERIFY(scene.daemon.crashed());
-    scene.note(QStringLiteral("ends by the signal"));
-    QVERIFY(scene.beginAsIs());
-    QCOMPARE(positionOf(scene).text(), last);
-    scene.note(QStringLiteral("the next start has the last position"));
-}
-
-// Kills the daemon at one system call after the other that has to do with the cache file.
-void killAtCacheCalls(Scene &scene)
-{
-    scene.daemon.writeSettings(scene.settings());
-    int number = 1;
-    bool killed = true;
-    for (; killed && number < mostCalls; ++number) {
-        write(scene.daemon.cachePath(), stored.cacheBytes());
-        scene.daemon.setWrapper({QStringLiteral("strace"), QStringLiteral("-D"),
-            QStringLiteral("-f"), QStringLiteral("-qqq"), QStringLiteral("-o"),
-            QStringLiteral("/dev/null"), QStringLiteral("-P"), scene.daemon.cachePath(),
-            QStringLiteral("-e"), QStringLiteral("inject=all:signal=KILL:when=%1").arg(number)});
-        const int served = scene.web.positions().size();
-        scene.beginAsIs();
-        killed = scene.daemon.isRunning() ? !scene.seesPosition(3s) : true;
-        scene.daemon.kill();
-
-        scene.daemon.setWrapper({});
-        QVERIFY(scene.startAsIs());
-        const ReportedPosition now = positionOf(scene);
-        const bool fresh = scene.web.positions().size() > served
-            && qAbs(now.latitude - LyingService::latitudeOf(scene.web.positions().last())) < 1e-9;
-        QVERIFY2(now.fields == 0 || fresh || now.text() == stored.text(), qPrintable(now.text()));
-        scene.daemon.kill();
-    }
-    QVERIFY(number > 2 && !killed);
-    scene.note(QStringLiteral("at %1 moments: the next start has the last position, the one before "
-                              "or none")
-                   .arg(number - 2));
-    QVERIFY(scene.beginAsIs());
-}
-
-void killAmidSettings(Scene &scene, int kills)
-{
-    QRandomGenerator random(noiseSeed);
-    QMap<QString, QString> expected = scene.settings();
-    scene.daemon.writeSettings(expected);
-    int cut = 0;
-    int value = 1;
-    for (int kill = 0; kill < kills; ++kill) {
-        QVERIFY(scene.startAsIs());
-        QCOMPARE(optionsOf(scene).value(interval).toString(), expected[interval]);
-        int confirmed = expected[interval].toInt();
-        scene.client.forget();
-        const int first = value + 1;
-        QTimer::singleShot(std::chrono::milliseconds(random.bounded(longestLifeUs) / 1000),
-            [&scene] { scene.daemon.kill(); });
-        while (scene.daemon.isRunning()) {
-            scene.client.postOptions({{interval, QString::number(++value)}});
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-        }
-        waitUntil([&] { return scene.client.replies().size() > value - first; }, longDeadline);
-        for (const QDBusMessage &reply : scene.client.replies())
-            confirmed = reply.type() == QDBusMessage::ReplyMessage ? qMax(confirmed + 1, first)
-                                                                   : confirmed;
-        const QSettings file(scene.daemon.settingsPath(), QSettings::IniFormat);
-        const QString now = file.value(QStringLiteral("settings/update_interval")).toString();
-        QVERIFY2(now.toInt() >= confirmed && now.toInt() <= value,
-            qPrintable(QStringLiteral("%1: %2 to %3").arg(now).arg(confirmed).arg(value)));
-        expected[interval] = now;
-        for (auto option = expected.cbegin(); option != expected.cend(); ++option)
-            QCOMPARE(file.value(QStringLiteral("settings/") + option.key()).toString(), *option);
-        cut += QDir(directoryOf(scene.daemon.settingsPath())).entryList(QDir::Files).size() > 1;
-    }
-    scene.note(QStringLiteral("%1 kills, %2 of them in the middle of a write: no confirmed option "
-                              "and no other setting is lost")
-                   .arg(kills)
-                   .arg(cut));
-    QVERIFY(scene.begin());
-}
-
 } // namespace
 
 QVector<Row> fileRows()
@@ -398,17 +295,5 @@ QVector<Row> fileRows()
         {QStringLiteral("cache on a full disk"), fillCacheDisk},
         {QStringLiteral("a directory in place of the cache"), directoryForCache},
         {QStringLiteral("the cache's directory removed while running"), removeCacheDirectory},
-    };
-}
-
-QVector<Row> processRows()
-{
-    return {
-        {QStringLiteral("SIGTERM"), terminate},
-        {QStringLiteral("SIGKILL at each system call on the cache file"), killAtCacheCalls},
-        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(quickKills),
-            [](Scene &scene) { killAmidSettings(scene, quickKills); }},
-        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(slowKills),
-            [](Scene &scene) { killAmidSettings(scene, slowKills); }, Row::Speed::Slow},
     };
 }

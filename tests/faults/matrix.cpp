@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "row.h"
+#include "soak.h"
 
-#include <QCommandLineParser>
 #include <QSaveFile>
 
 #include <unistd.h>
@@ -118,7 +118,7 @@ void Matrix::run()
     if (QTest::currentTestFailed())
         qWarning("The daemon's log:\n%s",
             qUtf8Printable(
-                scene.daemon.log().mid(scene.daemon.log().size() - 40).join(QLatin1Char('\n'))));
+                scene.daemon.log().mid(scene.daemon.log().size() - 160).join(QLatin1Char('\n'))));
     static const QStringList afterwards{QStringLiteral("positions come"),
         QStringLiteral("calls are answered"), QStringLiteral("ended, as it should")};
     const QStringList cells{row.what, scene.notes().join(QStringLiteral("; ")),
@@ -152,19 +152,37 @@ void Matrix::cleanupTestCase()
     QVERIFY(file.commit());
 }
 
+namespace {
+
+// Takes an option and its value out of the arguments.
+QString takeOption(QStringList &arguments, const QString &name, const QString &otherwise)
+{
+    const int index = arguments.indexOf(name);
+    if (index < 0 || index + 1 >= arguments.size())
+        return otherwise;
+    arguments.removeAt(index);
+    return arguments.takeAt(index);
+}
+
+} // namespace
+
+// faults [--slow] [--table FILE] [QtTest's arguments]
+// faults soak [--minutes N] [--seed N]
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     QStringList arguments = QCoreApplication::arguments();
-    const bool slow = arguments.removeAll(QStringLiteral("--slow")) > 0;
-    const int table = arguments.indexOf(QStringLiteral("--table"));
-    QString tablePath;
-    if (table > 0) {
-        tablePath = arguments.takeAt(table + 1);
-        arguments.removeAt(table);
+    if (arguments.value(1) == QLatin1String("soak")) {
+        const QString minutes
+            = takeOption(arguments, QStringLiteral("--minutes"), QStringLiteral("30"));
+        const QString seed = takeOption(arguments, QStringLiteral("--seed"),
+            QString::number(QRandomGenerator::global()->generate()));
+        return Soak(std::chrono::minutes(minutes.toInt()), seed.toUInt()).run() ? 0 : 1;
     }
+    const bool slow = arguments.removeAll(QStringLiteral("--slow")) > 0;
+    const QString table = takeOption(arguments, QStringLiteral("--table"), {});
     qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray::number(longestRowMs));
-    Matrix matrix(slow, tablePath);
+    Matrix matrix(slow, table);
     return QTest::qExec(&matrix, arguments);
 }
 

@@ -3,9 +3,9 @@
 
 #include "scene.h"
 
-#include "reportedposition.h"
 #include "waiting.h"
 
+#include <QDBusArgument>
 #include <QDir>
 #include <QFile>
 
@@ -14,6 +14,8 @@ namespace {
 const QString modemPath = QStringLiteral("/modem");
 
 } // namespace
+
+const ReportedPosition storedPosition{3, 1700000000, 55.75, 37.61, qQNaN(), 4, 120, 0};
 
 Scene::Scene()
 {
@@ -107,6 +109,16 @@ bool Scene::seesPosition(std::chrono::milliseconds deadline)
 bool Scene::seesAnswer()
 {
     return client.call(QStringLiteral("GetStatus")).type() == QDBusMessage::ReplyMessage;
+}
+
+QVariantMap Scene::options()
+{
+    return qdbus_cast<QVariantMap>(client.call(QStringLiteral("GetOptions")).arguments().value(0));
+}
+
+ReportedPosition Scene::position()
+{
+    return ReportedPosition::ofMessage(client.call(QStringLiteral("GetPosition")));
 }
 
 void Scene::note(const QString &text)

@@ -5,8 +5,12 @@
 
 #include "daemonfixture.h"
 #include "lyingservice.h"
+#include "reportedposition.h"
 
 #include <QStringList>
+
+// A position for the cache file.
+extern const ReportedPosition storedPosition;
 
 // A daemon to be put to the test, with a service that lies. It asks for a position every second; a
 // locked phone stops that.
@@ -36,6 +40,10 @@ public:
     bool seesPosition(std::chrono::milliseconds deadline = longDeadline);
     // A reply of the daemon.
     bool seesAnswer();
+
+    // What the daemon says of its options and its position.
+    QVariantMap options();
+    ReportedPosition position();
 
     // Writes down what has been seen.
     void note(const QString &text);

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "faultlist.h"
-#include "reportedposition.h"
 #include "row.h"
 #include "waiting.h"
 
@@ -150,8 +149,7 @@ void lie(Scene &scene, const WebFault &fault)
         QVERIFY(scene.seesLog(QString::fromLatin1(fault.log)));
     } else {
         const auto atZero = [&] {
-            const ReportedPosition now
-                = ReportedPosition::ofMessage(scene.client.call(QStringLiteral("GetPosition")));
+            const ReportedPosition now = scene.position();
             return now.level == 4 && now.fields == 0 && now.latitude == 0 && now.longitude == 0;
         };
         QVERIFY(waitUntil(atZero, longDeadline));
@@ -162,8 +160,24 @@ void lie(Scene &scene, const WebFault &fault)
         QVERIFY(line.startsWith("POST /v2/geolocation?key="));
     QVERIFY(scene.client.signalsNamed(QStringLiteral("PositionChanged")).isEmpty());
     scene.heal();
-    const qint64 peakKb = scene.memoryKb("VmHWM");
-    QVERIFY2(peakKb < mostMemoryKb, qPrintable(QString::number(peakKb)));
+    scene.note(QStringLiteral("VmHWM %1 kB").arg(scene.memoryKb("VmHWM")));
+}
+
+// Nothing stops the network layer from unpacking it all, but it must not be kept.
+void sendBomb(Scene &scene)
+{
+    constexpr int qtSizePrefix = 4; // what qCompress() puts in front of zlib's format
+    lie(scene,
+        {"",
+            withStatus(
+                "200 OK", qCompress(hugeBody()).mid(qtSizePrefix), "Content-Encoding: deflate\r\n"),
+            "Operation canceled"});
+}
+
+void sendMuch(Scene &scene)
+{
+    lie(scene, {"", withStatus("200 OK", hugeBody()), "Operation canceled"});
+    QVERIFY(scene.memoryKb("VmHWM") < mostMemoryKb);
 }
 
 void refuse(Scene &scene)
@@ -275,9 +289,12 @@ QVector<Row> webRows()
             Row::After::Answers}};
     for (const WebFault &fault : webFaults())
         rows.append({QString::fromLatin1(fault.what), [=](Scene &scene) { lie(scene, fault); }});
-    for (const WebFault &fault : slowWebFaults())
+    for (const WebFault &fault : hangingWebFaults())
         rows.append({QString::fromLatin1(fault.what), [=](Scene &scene) { lie(scene, fault); },
             Row::Speed::Slow});
+    rows.append({QStringLiteral("a body of 64 MiB"), sendMuch, Row::Speed::Slow});
+    rows.append(
+        {QStringLiteral("a body of 64 MiB, compressed to 64 KiB"), sendBomb, Row::Speed::Slow});
     const auto tls = [&rows](const char *what, const char *certificate) {
         rows.append({QString::fromLatin1(what),
             [=](Scene &scene) { present(scene, QString::fromLatin1(certificate)); },

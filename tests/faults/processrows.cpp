@@ -1,0 +1,215 @@
+// SPDX-FileCopyrightText: 2026 The OndraVexa authors
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "faultlist.h"
+#include "row.h"
+#include "waiting.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QRandomGenerator>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QUrl>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr quint32 killSeed = 4;
+constexpr int quickKills = 12;
+constexpr int slowKills = 200;
+constexpr int longestLifeMs = 40;
+constexpr int mostCalls = 40;
+constexpr auto valgrindEnd = 90s;
+
+const QString interval = QStringLiteral("update_interval");
+
+void terminate(Scene &scene)
+{
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition());
+    const QString last = scene.position().text();
+    scene.daemon.terminate();
+    QVERIFY(scene.daemon.crashed());
+    scene.note(QStringLiteral("ends by the signal"));
+    QVERIFY(scene.beginAsIs());
+    QCOMPARE(scene.position().text(), last);
+    scene.note(QStringLiteral("the next start has the last position"));
+}
+
+// Kills the daemon at one system call after the other that has to do with the cache file.
+void killAtCacheCalls(Scene &scene)
+{
+    scene.daemon.writeSettings(scene.settings());
+    int number = 1;
+    bool killed = true;
+    for (; killed && number < mostCalls; ++number) {
+        QFile file(scene.daemon.cachePath());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(storedPosition.cacheBytes());
+        file.close();
+        scene.daemon.setWrapper({QStringLiteral("strace"), QStringLiteral("-D"),
+            QStringLiteral("-f"), QStringLiteral("-qqq"), QStringLiteral("-o"),
+            QStringLiteral("/dev/null"), QStringLiteral("-P"), scene.daemon.cachePath(),
+            QStringLiteral("-e"), QStringLiteral("inject=all:signal=KILL:when=%1").arg(number)});
+        const int served = scene.web.positions().size();
+        scene.beginAsIs();
+        killed = scene.daemon.isRunning() ? !scene.seesPosition(3s) : true;
+        scene.daemon.kill();
+
+        scene.daemon.setWrapper({});
+        QVERIFY(scene.startAsIs());
+        const ReportedPosition now = scene.position();
+        const bool fresh = scene.web.positions().size() > served
+            && qAbs(now.latitude - LyingService::latitudeOf(scene.web.positions().last())) < 1e-9;
+        QVERIFY2(now.fields == 0 || fresh || now.text() == storedPosition.text(),
+            qPrintable(now.text()));
+        scene.daemon.kill();
+    }
+    QVERIFY(number > 2 && !killed);
+    scene.note(QStringLiteral("at %1 moments: the next start has the last position, the one before "
+                              "or none")
+                   .arg(number - 2));
+    QVERIFY(scene.beginAsIs());
+}
+
+void killAmidSettings(Scene &scene, int kills)
+{
+    QRandomGenerator random(killSeed);
+    QMap<QString, QString> expected = scene.settings();
+    scene.daemon.writeSettings(expected);
+    int cut = 0;
+    int value = 1;
+    for (int kill = 0; kill < kills; ++kill) {
+        QVERIFY(scene.startAsIs());
+        QCOMPARE(scene.options().value(interval).toString(), expected[interval]);
+        int confirmed = expected[interval].toInt();
+        scene.client.forget();
+        const int first = value + 1;
+        QTimer::singleShot(std::chrono::milliseconds(random.bounded(longestLifeMs)),
+            [&scene] { scene.daemon.kill(); });
+        while (scene.daemon.isRunning()) {
+            scene.client.postOptions({{interval, QString::number(++value)}});
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+        }
+        waitUntil([&] { return scene.client.replies().size() > value - first; }, longDeadline);
+        for (const QDBusMessage &reply : scene.client.replies())
+            confirmed = reply.type() == QDBusMessage::ReplyMessage ? qMax(confirmed + 1, first)
+                                                                   : confirmed;
+        const QSettings file(scene.daemon.settingsPath(), QSettings::IniFormat);
+        const QString now = file.value(QStringLiteral("settings/update_interval")).toString();
+        QVERIFY2(now.toInt() >= confirmed && now.toInt() <= value,
+            qPrintable(QStringLiteral("%1: %2 to %3").arg(now).arg(confirmed).arg(value)));
+        expected[interval] = now;
+        for (auto option = expected.cbegin(); option != expected.cend(); ++option)
+            QCOMPARE(file.value(QStringLiteral("settings/") + option.key()).toString(), *option);
+        cut += QDir(QFileInfo(scene.daemon.settingsPath()).path()).entryList(QDir::Files).size()
+            > 1;
+    }
+    scene.note(QStringLiteral("%1 kills, %2 of them in the middle of a write: no confirmed option "
+                              "and no other setting is lost")
+                   .arg(kills)
+                   .arg(cut));
+    QVERIFY(scene.begin());
+}
+
+// The key in every writing in which it may get into a text.
+QStringList writingsOf(const QString &key)
+{
+    const QUrl url(QStringLiteral("http://x/?key=") + key, QUrl::TolerantMode);
+    const auto written = [&url](QUrl::ComponentFormattingOptions form) {
+        return url.query(form).mid(int(qstrlen("key=")));
+    };
+    return {key, QString::fromLatin1(QUrl::toPercentEncoding(key)),
+        QUrl::fromPercentEncoding(key.toUtf8()), written(QUrl::PrettyDecoded),
+        written(QUrl::FullyEncoded), written(QUrl::FullyDecoded)};
+}
+
+// The service tells the key back in each writing; the network layer's errors hold the URL.
+void searchLogForKeys(Scene &scene)
+{
+    const QString key = QStringLiteral("S\u00e9cret key+/%26\"-42");
+    const QString nextKey = QStringLiteral("N\u00e4chster key+%26-43");
+    QMap<QString, QString> options = scene.settings();
+    options[QStringLiteral("apikey")] = key;
+    scene.daemon.setEnvironmentVariable(
+        QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*.debug=true"));
+    QVERIFY(scene.begin(options));
+    QVERIFY(scene.seesPosition());
+    QJsonObject failure;
+    failure.insert(QStringLiteral("message"), writingsOf(key).join(QLatin1Char('|')));
+    const QByteArray body
+        = QJsonDocument(QJsonObject{{QStringLiteral("Location not found"), failure}}).toJson();
+    for (const char *status : {"200 OK", "302 Found", "401 Unauthorized", "404 Not Found",
+             "405 Method Not Allowed", "500 Internal Server Error"}) {
+        scene.web.answer(
+            withStatus(status, body, "Location: /?key=" + QUrl::toPercentEncoding(key) + "\r\n"));
+        QVERIFY(scene.seesRequest());
+        QVERIFY(scene.seesRequest());
+        if (QByteArray(status).startsWith('4'))
+            scene.client.setOptions({{QStringLiteral("apikey"), nextKey}});
+    }
+    scene.web.refuse();
+    QVERIFY(scene.seesLog(QStringLiteral("Connection refused")));
+    scene.heal();
+    QVERIFY(scene.client.setOptions({{QStringLiteral("apikey"), nextKey}}).errorName().isEmpty());
+    QVERIFY(scene.seesPosition());
+    for (const QString &written : writingsOf(key) + writingsOf(nextKey))
+        QCOMPARE(scene.daemon.logCount(written), 0);
+    scene.note(QStringLiteral("%1 lines, none of them with a key in any writing")
+                   .arg(scene.daemon.log().size()));
+}
+
+void liveUnderValgrind(Scene &scene)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("valgrind")).isEmpty())
+        return scene.skip(QStringLiteral("valgrind is not installed"));
+    // Regular expressions compiled to machine code read beyond what is set, harmlessly.
+    scene.daemon.setEnvironmentVariable(
+        QStringLiteral("QT_ENABLE_REGEXP_JIT"), QStringLiteral("0"));
+    scene.daemon.setWrapper({QStringLiteral("valgrind"), QStringLiteral("--leak-check=full"),
+        QStringLiteral("--errors-for-leak-kinds=definite"), QStringLiteral("--error-exitcode=99")});
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition(60s));
+    scene.phone.mce.setLockMode(QStringLiteral("locked"));
+    scene.phone.ofono.stop();
+    scene.phone.connMan.stop();
+    QVERIFY(scene.seesLog(QStringLiteral("net.connman has left the bus")));
+    scene.heal();
+    scene.web.answer({"HTTP/1.1 200 OK\r\n\r\nno JSON"});
+    QVERIFY(scene.seesLog(QStringLiteral("illegal value")));
+    scene.web.behave();
+    QVERIFY(scene.client.setOptions({{QStringLiteral("apikey"), QStringLiteral("new")}})
+                .errorName()
+                .isEmpty());
+    QVERIFY(scene.seesPosition());
+    scene.client.call(QStringLiteral("RemoveReference"));
+    QVERIFY(scene.daemon.waitForEnd(valgrindEnd));
+    QCOMPARE(scene.daemon.exitCode(), 0);
+    for (const QString &line : scene.daemon.log()) {
+        if (line.contains(QLatin1String("ERROR SUMMARY")) || line.contains(QLatin1String(" lost:")))
+            scene.note(line.mid(line.lastIndexOf(QLatin1String("==")) + 2).trimmed());
+    }
+}
+
+} // namespace
+
+QVector<Row> processRows()
+{
+    using Speed = Row::Speed;
+    return {
+        {QStringLiteral("SIGTERM"), terminate},
+        {QStringLiteral("SIGKILL at each system call on the cache file"), killAtCacheCalls},
+        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(quickKills),
+            [](Scene &scene) { killAmidSettings(scene, quickKills); }},
+        {QStringLiteral("SIGKILL while settings are written, %1 times").arg(slowKills),
+            [](Scene &scene) { killAmidSettings(scene, slowKills); }, Speed::Slow},
+        {QStringLiteral("a run with all logging on, the key in all that can be logged"),
+            searchLogForKeys},
+        {QStringLiteral("a whole life under valgrind"), liveUnderValgrind, Speed::Slow,
+            Row::After::Ended},
+    };
+}
