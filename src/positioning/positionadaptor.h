@@ -14,6 +14,7 @@
 #include <memory>
 
 QT_BEGIN_NAMESPACE
+class QJsonObject;
 class QNetworkReply;
 QT_END_NAMESPACE
 
@@ -99,7 +100,7 @@ private:
     bool isRequestDue() const;
 
     QString parseReply(const QByteArray &body, int timestamp);
-    void takeLocation(const QVariantMap &location, int timestamp);
+    void takeLocation(const QJsonObject &location, int timestamp);
 
     void writeCache() const;
     void readCache();

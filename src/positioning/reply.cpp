@@ -23,12 +23,11 @@ constexpr double fuzzyZero = 1e-12;
 constexpr int longestLoggedErrorCharacters = 1000;
 
 /// A number, or a text that holds one; anything else is 0 with ok false.
-double toNumber(const QVariant &value, bool *ok)
+double toNumber(const QJsonValue &value, bool *ok)
 {
-    const bool isNumeric = value.userType() == QMetaType::QString
-        || value.userType() == QMetaType::Double || value.userType() == QMetaType::LongLong;
-    const double number = isNumeric ? value.toDouble(ok) : 0.0;
-    *ok = isNumeric && *ok && qIsFinite(number);
+    *ok = value.isDouble();
+    const double number = value.isString() ? value.toString().toDouble(ok) : value.toDouble();
+    *ok = *ok && qIsFinite(number);
     return *ok ? number : 0.0;
 }
 
@@ -104,11 +103,11 @@ QString PositionAdaptor::parseReply(const QByteArray &body, int timestamp)
     if (!location.isObject())
         return QStringLiteral("JSON parse error: position data not found");
 
-    takeLocation(location.toObject().toVariantMap(), timestamp);
+    takeLocation(location.toObject(), timestamp);
     return {};
 }
 
-void PositionAdaptor::takeLocation(const QVariantMap &location, int timestamp)
+void PositionAdaptor::takeLocation(const QJsonObject &location, int timestamp)
 {
     Position &position = state->lastPosition;
     bool ok = false;

@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -16,6 +17,15 @@ namespace {
 
 constexpr int timeoutMs = 10000;
 constexpr qint64 longestReplyBytes = 1024 * 1024;
+
+// Shares the sections, which QJsonDocument::fromVariant() would copy entry by entry.
+QJsonObject jsonObject(const QVariantMap &document)
+{
+    QJsonObject object;
+    for (auto member = document.cbegin(); member != document.cend(); ++member)
+        object.insert(member.key(), QJsonValue::fromVariant(*member));
+    return object;
+}
 
 } // namespace
 
@@ -39,7 +49,7 @@ void WebRequest::prepare(QNetworkRequest &request, const QString &url)
 QNetworkReply *WebRequest::post(
     QNetworkAccessManager &manager, const QNetworkRequest &request, const QVariantMap &document)
 {
-    QNetworkReply *reply = manager.post(request, QJsonDocument::fromVariant(document).toJson());
+    QNetworkReply *reply = manager.post(request, QJsonDocument(jsonObject(document)).toJson());
     QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply] {
         if (reply->bytesAvailable() > longestReplyBytes)
             reply->abort();
