@@ -16,7 +16,7 @@
 namespace {
 
 constexpr int timeoutMs = 10000;
-constexpr qint64 longestReplyBytes = 1024 * 1024;
+constexpr qint64 longestReplyBytes = 1048576;
 
 // Shares the sections, which QJsonDocument::fromVariant() would copy entry by entry.
 QJsonObject jsonObject(const QVariantMap &document)
