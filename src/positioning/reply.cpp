@@ -48,14 +48,17 @@ QRegularExpression writtenKey(const QByteArray &key)
 }
 
 /// The network layer describes an error with the request's URL, and a service may echo what it was
-/// sent: what is logged shows no API key and stays on one line.
-QString loggableError(const QString &error, const QUrl &url)
+/// sent: what is logged shows no API key, neither the configured one nor that of the URL as the
+/// service reads it, and stays on one line.
+QString loggableError(const QString &error, const QUrl &url, const QString &apiKey)
 {
     const QByteArray prefix = QUrl(endpointPrefix(), QUrl::TolerantMode).toEncoded();
-    const QByteArray key = url.toEncoded().mid(prefix.size());
+    const QByteArray sentKey = QByteArray::fromPercentEncoding(url.toEncoded().mid(prefix.size()));
     QString bytes = QString::fromLatin1(error.toUtf8());
-    if (!key.isEmpty())
-        bytes.replace(writtenKey(QByteArray::fromPercentEncoding(key)), QStringLiteral("***"));
+    for (const QByteArray &key : {apiKey.toUtf8(), sentKey}) {
+        if (!key.isEmpty())
+            bytes.replace(writtenKey(key), QStringLiteral("***"));
+    }
     QString text = QString::fromUtf8(bytes.toLatin1());
     text.truncate(longestLoggedErrorCharacters);
     std::replace_if(
@@ -79,7 +82,7 @@ void PositionAdaptor::replyFinished(int timestamp)
         repeatRequest = false;
     } else {
         qWarning("Error string is not empty, repeating request");
-        qWarning().noquote() << loggableError(error, reply->url());
+        qWarning().noquote() << loggableError(error, reply->url(), state->apiKey);
         repeatRequest = true;
         Q_EMIT PositionAcquiring(true);
     }
