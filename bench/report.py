@@ -74,7 +74,7 @@ class Bench:
 
     def measure_parts(self):
         out = self.report / "parts.json"
-        run(self.build / "bench/ondravexa-cycle-parts", "--benchmark_min_time=0.2",
+        run(self.build / "bench/ondravexa-cycle-parts", "--benchmark_min_time=0.05",
             f"--benchmark_out={out}", "--benchmark_out_format=json", stderr=subprocess.DEVNULL)
         parts = {}
         for each in json.loads(out.read_text())["benchmarks"]:
@@ -104,7 +104,7 @@ class Bench:
         out = self.report / "callgrind.cycle"
         run("valgrind", "--tool=callgrind", f"--toggle-collect={function}",
             f"--callgrind-out-file={out}", self.build / "bench/ondravexa-cycle-parts",
-            f"--benchmark_filter={benchmark}/", "--benchmark_min_time=0", stderr=subprocess.DEVNULL)
+            f"--benchmark_filter={benchmark}/", "--benchmark_min_time=0.001", stderr=subprocess.DEVNULL)
         costs = {}
         for line in run("callgrind_annotate", "--inclusive=yes", "--threshold=100", out).splitlines():
             found = re.match(r"\s*([\d,]+) \(\s*[\d.]+%\)\s+\S*?:(.*?)( \[.*)?$", line)
