@@ -34,7 +34,7 @@ RawReply withStatus(const QByteArray &status, const QByteArray &body, const QByt
 
 QByteArray hugeBody()
 {
-    return "{\"padding\":\"" + QByteArray(64 << 20, 'x') + "\"}";
+    return R"({"padding":")" + QByteArray(64 << 20, 'x') + R"("})";
 }
 
 const QVector<WebFault> &webFaults()

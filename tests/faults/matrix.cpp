@@ -118,7 +118,7 @@ void Matrix::run()
     if (QTest::currentTestFailed())
         qWarning("The daemon's log:\n%s",
             qUtf8Printable(
-                scene.daemon.log().mid(scene.daemon.log().size() - 160).join(QLatin1Char('\n'))));
+                scene.daemon.log().mid(scene.daemon.log().size() - 40).join(QLatin1Char('\n'))));
     static const QStringList afterwards{QStringLiteral("positions come"),
         QStringLiteral("calls are answered"), QStringLiteral("ended, as it should")};
     const QStringList cells{row.what, scene.notes().join(QStringLiteral("; ")),

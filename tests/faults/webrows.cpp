@@ -128,7 +128,7 @@ void listManyServices(Scene &scene)
     scene.phone.connMan.setServices(services);
     QVERIFY(waitUntil(
         [&] {
-            return scene.web.requests().size() > 0
+            return !scene.web.requests().isEmpty()
                 && scene.web.requests()
                        .last()
                        .value(QLatin1String("wifiAccessPoints"))
