@@ -156,7 +156,7 @@ QJsonObject busCosts()
                 const qint64 ns = program->call(*client, positionInterface, getPosition);
                 roundTrips[program->name()].append(static_cast<double>(ns) / 1e6);
             }
-            const double ns = static_cast<double>(program->processorNs() - before);
+            const auto ns = static_cast<double>(program->processorNs() - before);
             processorUs[program->name()].append(ns / 1e3 / callsPerRound);
         }
     }

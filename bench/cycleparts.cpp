@@ -354,9 +354,9 @@ void registerBenchmarks()
     sizes(RegisterBenchmark("collect WLANs", runOperation<CollectWlans>));
     sizes(RegisterBenchmark("handle reply", handleReply)->Arg(0));
     sizes(RegisterBenchmark("parse JSON", parseJson)->Arg(0));
-    for (const auto &[name, operation] :
-        {std::pair{"finish reply", finishReply}, std::pair{"write cache", runOperation<WriteCache>},
-            std::pair{"emit signal", runOperation<UpdatePosition>}})
+    for (const auto &[name, operation] : {std::pair{"finish reply", &finishReply},
+             std::pair{"write cache", &runOperation<WriteCache>},
+             std::pair{"emit signal", &runOperation<UpdatePosition>}})
         RegisterBenchmark(name, operation)->Arg(0)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 

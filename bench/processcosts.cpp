@@ -54,7 +54,7 @@ struct Stage
         phone.start();
     }
 
-    void configure(const Program::Options &further = {})
+    void configure(const Program::Options &further = {}) const
     {
         Program::Options options{{QStringLiteral("apikey"), QStringLiteral("key")},
             {QStringLiteral("link"), server.link()},
