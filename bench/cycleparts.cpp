@@ -24,6 +24,7 @@
 #include <ctime>
 #include <networkmanager.h>
 #include <qofonoextcellwatcher.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -254,7 +255,7 @@ void buildRequest(benchmark::State &state)
         const double begin = threadNs();
         bench().sendRequest();
         samples.add(begin, bench().network->postedNs);
-        delete bench().network->reply;
+        delete std::exchange(bench().network->reply, nullptr);
     }
 }
 
@@ -262,7 +263,7 @@ void writeJson(benchmark::State &state)
 {
     bench().see(static_cast<int>(state.range(0)));
     bench().sendRequest();
-    delete bench().network->reply;
+    delete std::exchange(bench().network->reply, nullptr);
     const QJsonDocument document = QJsonDocument::fromJson(bench().network->body);
     Samples samples(state);
     for ([[maybe_unused]] auto _ : state) {
@@ -320,7 +321,7 @@ void finishReply(benchmark::State &state)
     Samples samples(state);
     for ([[maybe_unused]] auto _ : state) {
         bench().sendRequest();
-        StubReply *pending = bench().network->reply;
+        StubReply *pending = std::exchange(bench().network->reply, nullptr);
         const double begin = threadNs();
         pending->finish(reply);
         samples.add(begin, bench().understoodNs);
