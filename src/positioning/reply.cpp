@@ -42,7 +42,7 @@ QRegularExpression writtenKey(const QByteArray &key)
     QString pattern;
     for (const char byte : key) {
         const QString code = QString::fromLatin1(QByteArray(1, byte).toHex());
-        pattern += QStringLiteral("(?:\\x%1|(?i:%%1))").arg(code);
+        pattern += QStringLiteral("(?:(?i:%%1)|\\x%1)").arg(code);
     }
     return QRegularExpression(pattern);
 }
