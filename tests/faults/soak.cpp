@@ -19,6 +19,7 @@ namespace {
 constexpr double walkingSpeed = 1.4;
 constexpr auto stepPeriod = 1s;
 constexpr auto calm = 15s; // longer than the daemon's time-out of requests
+constexpr auto oneAnswer = 2200ms; // at one request a second
 constexpr int longestFaultMs = 14000;
 constexpr int longestPauseMs = 4000;
 constexpr int samplesPerHalf = 12;
@@ -32,6 +33,12 @@ qint64 rollup(const QByteArray &all, const QByteArray &name)
 {
     const int begin = all.indexOf("\n" + name + ":");
     return all.mid(begin + name.size() + 2).trimmed().split(' ').first().toLongLong();
+}
+
+QVector<WebFault> webAnswers()
+{
+    return webFaults() + hangingWebFaults()
+        + QVector<WebFault>{{"", withStatus("200 OK", hugeBody()), nullptr}};
 }
 
 template <typename Value>
@@ -62,6 +69,8 @@ bool Soak::run()
     }
     qint64 nextSampleMs = 0;
     while (runningMs() < m_lengthMs) {
+        if (!m_warm && runningMs() >= m_lengthMs / 2)
+            warmUp();
         fail();
         if (runningMs() >= nextSampleMs) {
             takeSample();
@@ -90,16 +99,27 @@ void Soak::walk()
     account();
 }
 
+// Memory that an answer took once may be kept for the next one like it. Each answer comes once
+// before the samples begin that must not grow.
+void Soak::warmUp()
+{
+    m_warm = true;
+    for (const WebFault &fault : webAnswers()) {
+        m_scene.web.answer(fault.reply);
+        rest(oneAnswer);
+    }
+    m_scene.heal();
+}
+
 // One fault, its end, and a pause.
 void Soak::fail()
 {
     const auto pick = [this](int count) { return static_cast<int>(m_random.bounded(count)); };
-    const QVector<WebFault> web = webFaults() + hangingWebFaults()
-        + QVector<WebFault>{{"", withStatus("200 OK", hugeBody()), nullptr}};
+    const QVector<WebFault> web = webAnswers();
     switch (pick(6)) {
     case 0:
     case 1: {
-        const WebFault &fault = web.at(pick(web.size()));
+        const WebFault fault = web.at(pick(web.size()));
         m_scene.web.answer(fault.reply);
         ++m_faults[QStringLiteral("web service")];
         break;
@@ -167,8 +187,7 @@ void Soak::takeSample()
     file.open(QIODevice::ReadOnly);
     const QByteArray all = file.readAll();
     const Sample sample{rollup(all, "Pss"), rollup(all, "Private_Dirty"), m_scene.descriptors()};
-    // Only the second half has a process that lives through it.
-    if (runningMs() >= m_lengthMs / 2)
+    if (m_warm)
         m_samples.append(sample);
     say(QStringLiteral("%1 min: Pss %2 kB, private dirty %3 kB, %4 descriptors; %5 requests, %6 "
                        "positions given, %7 published")

@@ -35,6 +35,7 @@ private:
     };
 
     void walk();
+    void warmUp();
     void fail();
     void restartDaemon();
     void rest(std::chrono::milliseconds time);
@@ -52,7 +53,8 @@ private:
     Walk m_walk;
     QTimer m_step;
     QElapsedTimer m_clock;
-    QVector<Sample> m_samples;
+    bool m_warm = false;
+    QVector<Sample> m_samples; // since it is warm
     QMap<QString, int> m_faults;
 
     int m_lastSerial = -1;
