@@ -29,7 +29,11 @@ bool SimulatedService::start()
 
 void SimulatedService::stop()
 {
-    m_connection.reset();
+    // The library closes the connection a little later, which may be after the next start.
+    if (m_connection) {
+        (*m_connection)->unregisterService(m_busName);
+        m_connection.reset();
+    }
     recovered();
 }
 
