@@ -103,10 +103,18 @@ QString masked(const QString &apiKey)
     return apiKey.isEmpty() ? QString() : QStringLiteral("********") % end;
 }
 
-// The settings file gives a text with a comma back as a list.
+// A change is told with the values as they were given: numbers, truth values, texts.
 QString valueText(const QVariant &value)
 {
-    return value.toStringList().join(QStringLiteral(", "));
+    // Converted as it is, a byte would become a character.
+    return value.userType() == QMetaType::UChar ? QString::number(value.toUInt())
+                                                : value.toString();
+}
+
+QVariantMap presentSettings()
+{
+    const QDBusMessage reply = Provider::call(QStringLiteral("GetOptions"));
+    return qdbus_cast<QVariantMap>(reply.arguments().value(0));
 }
 
 ExitStatus reportKeyFailure(const QDBusError &error)
@@ -131,15 +139,14 @@ ExitStatus reportKeyFailure(const QDBusError &error)
     }
 }
 
-void printStored(const QVariantMap &settings, bool json)
+void printStored(const QStringList &keys, bool isKeyValid, bool json)
 {
     if (json) {
-        printJson({{QStringLiteral("stored"), QJsonArray::fromStringList(settings.keys())}});
+        printJson({{QStringLiteral("stored"), QJsonArray::fromStringList(keys)}});
         return;
     }
-    printLine(settings.value(apiKeyName()).toString().isEmpty()
-            ? QStringLiteral("Stored.")
-            : QStringLiteral("Stored. The API key is valid."));
+    printLine(
+        isKeyValid ? QStringLiteral("Stored. The API key is valid.") : QStringLiteral("Stored."));
 }
 
 } // namespace
@@ -176,10 +183,15 @@ ExitStatus changeSettings(const QStringList &assignments, bool json)
     }
 
     // A provider that cannot write its settings file answers without an error all the same, but
-    // announces the change of options only when it was written.
+    // announces the change of options only when it was written. A new key is announced apart.
     bool stored = false;
+    bool keyStored = false;
     const Provider provider;
-    QObject::connect(&provider, &Provider::optionsChanged, &provider, [&stored] { stored = true; });
+    QObject::connect(
+        &provider, &Provider::optionsChanged, &provider, [&](const QVariantMap &changed) {
+            stored = true;
+            keyStored = keyStored || changed.contains(apiKeyName());
+        });
     // Qt holds signals of the bus back until events have been processed once.
     QCoreApplication::processEvents();
     const QDBusMessage reply = Provider::call(QStringLiteral("SetOptions"), {settings});
@@ -194,12 +206,15 @@ ExitStatus changeSettings(const QStringList &assignments, bool json)
         }
         return status;
     }
-    if (!stored) {
+    const QString apiKey = settings.value(apiKeyName()).toString();
+    const bool isKeyMissing
+        = !apiKey.isEmpty() && !keyStored && presentSettings().value(apiKeyName()) != apiKey;
+    if (!stored || isKeyMissing) {
         printError(QStringLiteral("The provider took the settings, but could not write them to its "
                                   "settings file. They are lost when it ends."));
         return Failure;
     }
-    printStored(settings, json);
+    printStored(settings.keys(), keyStored && !apiKey.isEmpty(), json);
     return Success;
 }
 

@@ -14,31 +14,39 @@
 
 SystemService::SystemService(const QString &name, QObject *parent) : QObject(parent), m_name(name)
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
-    auto *watcher
-        = new QDBusServiceWatcher(name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
-
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("GetNameOwner"));
-    call << name;
-    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
+    // The process has its own name first: whoever had it started waits for that.
+    QMetaObject::invokeMethod(this, "begin", Qt::QueuedConnection);
 }
 
-// No sender in the rule, not even its unique name: the connection would ask the bus who owns it,
-// and wait for the answer. Signals are told apart when they arrive.
 void SystemService::listen(const QString &path, const QString &interface, const QString &signal,
     const QString &signature, const QStringList &firstArguments)
 {
     m_signatures.insert(interface % QLatin1Char('.') % signal, signature);
-    QDBusConnection bus = QDBusConnection::systemBus();
     if (firstArguments.isEmpty())
-        bus.connect({}, path, interface, signal, this, SLOT(relay(QDBusMessage)));
+        m_rules.append({path, interface, signal, {}});
     for (const QString &argument : firstArguments)
-        bus.connect(
-            {}, path, interface, signal, {argument}, QString(), this, SLOT(relay(QDBusMessage)));
+        m_rules.append({path, interface, signal, {argument}});
+}
+
+void SystemService::begin()
+{
+    QDBusConnection bus = QDBusConnection::systemBus();
+    auto *watcher
+        = new QDBusServiceWatcher(m_name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
+
+    // No sender in a rule, not even its unique name: the connection would ask the bus who owns it,
+    // and wait for the answer. Signals are told apart when they arrive.
+    for (const Rule &rule : qAsConst(m_rules))
+        bus.connect({}, rule.path, rule.interface, rule.signal, rule.arguments, QString(), this,
+            SLOT(relay(QDBusMessage)));
+
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("GetNameOwner"));
+    call << m_name;
+    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
 }
 
 void SystemService::takeOwner(const QDBusMessage &reply)

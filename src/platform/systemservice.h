@@ -39,7 +39,8 @@ public:
 
     SystemService(const QString &name, QObject *parent);
 
-    /// Has signalReceived() emitted for a signal of the service. An empty path stands for every
+    /// Has signalReceived() emitted for a signal of the service; to be called before the event loop
+    /// runs. An empty path stands for every
     /// object; first arguments, when given, are the only ones for which the process is woken.
     void listen(const QString &path, const QString &interface, const QString &signal,
         const QString &signature, const QStringList &firstArguments = {});
@@ -83,15 +84,25 @@ Q_SIGNALS:
     void signalReceived(const QDBusMessage &signal);
 
 private Q_SLOTS:
+    void begin();
     void relay(const QDBusMessage &signal);
     void takeOwner(const QDBusMessage &reply);
     void missOwner(const QDBusError &error);
 
 private:
+    struct Rule
+    {
+        QString path;
+        QString interface;
+        QString signal;
+        QStringList arguments;
+    };
+
     void setOwner(const QString &owner);
 
     QString m_name;
     QString m_owner;
+    QVector<Rule> m_rules;
     QHash<QString, QString> m_signatures;
     QSet<QString> m_warned;
 };

@@ -26,6 +26,8 @@ const QString requestFilterOption = QStringLiteral("enable_request_filter");
 const QStringList optionNames = {
     updateIntervalOption, backgroundUpdateIntervalOption, keepRequestsOption, requestFilterOption};
 
+const QString invalidKey = QStringLiteral("Provided API key is invalid");
+
 enum ValidationError { ValidationErrorNoVerdict = 0, ValidationErrorInvalidKey = 1 };
 
 bool hasTextForm(const QVariant &value)
@@ -140,7 +142,9 @@ bool OndraVexa::writeSettings(const QVariantMap &values, const QStringList &allo
         Q_EMIT OptionsChanged(changed);
     } else {
         qWarning("Error writing to config file with error: %d", file->status());
-        takeBack(*file, former);
+        // After a format error, which a line of the file can cause, the values are written.
+        if (file->status() == QSettings::AccessError)
+            takeBack(*file, former);
     }
     return true;
 }
@@ -187,6 +191,7 @@ void OndraVexa::SetOptions(const QVariantMap &options)
 {
     requireBusCall("SetOptions");
     QVariantMap values = textualOptions(options);
+    const bool isKeyIgnored = options.contains(apiKeyOption) && !values.contains(apiKeyOption);
     QStringList allowedKeys = optionNames;
     const QString newKey = optionText(values.value(apiKeyOption));
     if (values.contains(apiKeyOption) && newKey != positionAdaptor->apiKey()) {
@@ -204,6 +209,8 @@ void OndraVexa::SetOptions(const QVariantMap &options)
     applyOptions(values);
     if (!writeSettings(values, allowedKeys))
         sendErrorReply(QDBusError::Failed, QStringLiteral("Error writing config options"));
+    else if (isKeyIgnored)
+        sendErrorReply(QDBusError::InvalidArgs, invalidKey);
 }
 
 bool OndraVexa::isCallerSettingsApp() const
@@ -234,7 +241,7 @@ void OndraVexa::keyValidationStatusChanged(
     case KeyValidator::KeyInvalid:
         if (callerIsSettingsApp)
             Q_EMIT ValidationErrorNotify(ValidationErrorInvalidKey);
-        sendPendingError(QDBusError::InvalidArgs, QStringLiteral("Provided API key is invalid"));
+        sendPendingError(QDBusError::InvalidArgs, invalidKey);
         break;
     case KeyValidator::KeyNetworkError:
         if (callerIsSettingsApp)
