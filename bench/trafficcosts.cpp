@@ -59,18 +59,11 @@ public:
             return;
         }
         RadioView view = m_city.viewFrom(placeAt(time));
-        SimulatedObjects accessPoints;
-        for (const RadioView::Wlan &wlan : qAsConst(view.wlans)) {
+        for (RadioView::Wlan &wlan : view.wlans) {
             const int jitter = m_life == Life::Jittering ? m_random.bounded(flatJitter + 1) : 0;
-            accessPoints.append(
-                SimulatedConnMan::wlan(wlan.path, wlan.bssid, std::max(1, wlan.strength - jitter)));
+            wlan.strength = std::max(1, wlan.strength - jitter);
         }
-        m_phone.connMan.setServices(accessPoints);
-        SimulatedModem modem;
-        modem.path = QStringLiteral("/ril_0");
-        modem.servingCell = view.servingCell;
-        modem.neighbours = view.neighbours;
-        m_phone.ofono.setModems({modem});
+        m_phone.see(view);
     }
 
     void begin() { m_before = m_server.traffic(); }

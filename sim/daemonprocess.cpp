@@ -5,7 +5,6 @@
 
 #include "waiting.h"
 
-#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
@@ -14,16 +13,29 @@
 
 namespace {
 
-const QLatin1String busName("org.freedesktop.Geoclue.Providers.OndraVexa");
 const QLatin1String settingsFile("var/lib/geoclue/providers/vexa/settings.conf");
 const QLatin1String cacheFile("srv/shared/org.ondravexa/geoclue/.ondravexa-cache");
 
 constexpr int startDeadlineMs = 10000;
 
+void write(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        qFatal("Cannot write %s", qUtf8Printable(path));
+    }
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 } // namespace
 
 DaemonProcess::DaemonProcess(const QString &busAddress)
-    : m_connection(busAddress), m_environment(QProcessEnvironment::systemEnvironment())
+    : m_environment(QProcessEnvironment::systemEnvironment())
 {
     QDir().mkpath(QFileInfo(settingsPath()).path());
     QDir().mkpath(QFileInfo(cachePath()).path());
@@ -66,15 +78,27 @@ void DaemonProcess::writeSettings(const QMap<QString, QString> &options) const
 
 void DaemonProcess::writeRawSettings(const QByteArray &content) const
 {
-    QFile file(settingsPath());
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
-        qFatal("Cannot write %s", qUtf8Printable(settingsPath()));
-    }
+    write(settingsPath(), content);
+}
+
+void DaemonProcess::writeCache(const QByteArray &content) const
+{
+    write(cachePath(), content);
 }
 
 void DaemonProcess::removeSettings() const
 {
     QFile::remove(settingsPath());
+}
+
+QByteArray DaemonProcess::settings() const
+{
+    return contentOf(settingsPath());
+}
+
+QByteArray DaemonProcess::cache() const
+{
+    return contentOf(cachePath());
 }
 
 void DaemonProcess::setEnvironmentVariable(const QString &name, const QString &value)
@@ -120,13 +144,6 @@ bool DaemonProcess::waitForLog(
     const QString &text, std::chrono::milliseconds deadline, int count) const
 {
     return waitUntil([this, &text, count] { return logCount(text) >= count; }, deadline);
-}
-
-bool DaemonProcess::waitForName(std::chrono::milliseconds deadline)
-{
-    return waitUntil(
-        [this] { return isRunning() && m_connection->interface()->isServiceRegistered(busName); },
-        deadline);
 }
 
 bool DaemonProcess::waitForEnd(std::chrono::milliseconds deadline) const

@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "busconnection.h"
 #include "childprocess.h"
 #include "scratchdirectory.h"
 
@@ -24,9 +23,13 @@ public:
     QString cachePath() const;
     // Writes the section "settings" of the settings file anew, from option names and their texts.
     void writeSettings(const QMap<QString, QString> &options) const;
-    // Writes the settings file anew with exactly this content.
+    // Write a file anew with exactly this content.
     void writeRawSettings(const QByteArray &content) const;
+    void writeCache(const QByteArray &content) const;
     void removeSettings() const;
+    // The contents of the two files; empty when there is none to be read.
+    QByteArray settings() const;
+    QByteArray cache() const;
     // For the next start; a null value takes the variable away.
     void setEnvironmentVariable(const QString &name, const QString &value);
     // For the next start: the command that runs the daemon, such as valgrind with its options.
@@ -51,14 +54,12 @@ public:
 
     // Run the event loop until it has happened; false when the deadline passes first.
     bool waitForLog(const QString &text, std::chrono::milliseconds deadline, int count = 1) const;
-    bool waitForName(std::chrono::milliseconds deadline);
     bool waitForEnd(std::chrono::milliseconds deadline) const;
 
 private:
     void readLog();
 
     ScratchDirectory m_directory;
-    BusConnection m_connection;
     QProcessEnvironment m_environment;
     QStringList m_wrapper;
     QByteArray m_unfinishedLine;

@@ -14,14 +14,11 @@ namespace {
 using Seconds = Walk::Seconds;
 using namespace std::chrono_literals;
 
-const QLatin1String apiKey("demo-key");
-const QLatin1String modemPath("/ril_0");
 const QLatin1String filteredLine("Changes in cells or wlans are negligible - request filtered");
 
 constexpr int updateIntervalSecs = 2;
 constexpr int lockedIntervalSecs = 6;
 constexpr auto stepPeriod = 250ms;
-constexpr auto daemonDeadline = 10s;
 
 // 1.4 m/s is an unhurried walk.
 constexpr double speedUp = 13;
@@ -56,15 +53,8 @@ double median(QVector<double> values)
 
 Demo::Demo() : m_walk(wayThroughTown(), walkingSpeed, restAtMetres, restTime)
 {
-    m_city.registerWith(m_service);
-    m_service.acceptKey(apiKey);
-    m_daemon.writeSettings(
-        {{QStringLiteral("apikey"), apiKey}, {QStringLiteral("link"), m_service.link()},
-            {QStringLiteral("update_interval"), QString::number(updateIntervalSecs)},
-            {QStringLiteral("background_update_interval"), QString::number(lockedIntervalSecs)},
-            {QStringLiteral("keep_requests"), QStringLiteral("1")},
-            {QStringLiteral("enable_request_filter"), QStringLiteral("true")}});
-    connect(&m_service, &GeolocationService::requestArrived, this, &Demo::noteRequest);
+    m_city.registerWith(m_stage.service);
+    connect(&m_stage.service, &GeolocationService::requestArrived, this, &Demo::noteRequest);
     connect(&m_stepTimer, &QTimer::timeout, this, &Demo::step);
 }
 
@@ -82,10 +72,15 @@ bool Demo::start()
         "A walk of %1 s through a town on no map, %2 times as fast as on foot.\n")
                     .arg(std::lround(m_walk.roundTime().count()))
                     .arg(speedUp);
-    lookAround(m_walk.placeAt(Seconds(0)));
-    if (!m_bus.isRunning() || !m_phone.start() || !m_daemon.start()
-        || !m_daemon.waitForName(daemonDeadline)) {
-        m_screen << m_daemon.log().join(QLatin1Char('\n')) << "\nThe daemon did not come up.\n"
+    m_stage.phone.see(m_city.viewFrom(m_walk.placeAt(Seconds(0))));
+    const bool running = m_stage.start({{QStringLiteral("apikey"), DaemonFixture::knownKey},
+        {QStringLiteral("update_interval"), QString::number(updateIntervalSecs)},
+        {QStringLiteral("background_update_interval"), QString::number(lockedIntervalSecs)},
+        {QStringLiteral("keep_requests"), QStringLiteral("1")},
+        {QStringLiteral("enable_request_filter"), QStringLiteral("true")}});
+    if (!running) {
+        m_screen << m_stage.daemon.log().join(QLatin1Char('\n'))
+                 << "\nThe daemon did not come up.\n"
                  << Qt::flush;
         return false;
     }
@@ -102,7 +97,7 @@ bool Demo::start()
 bool Demo::startClient()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), m_bus.address());
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), m_stage.bus.address());
     m_client.setProcessEnvironment(environment);
     m_client.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     connect(&m_client, &QProcess::readyReadStandardOutput, this, &Demo::readClient);
@@ -119,7 +114,7 @@ void Demo::step()
     const Seconds round = m_walk.roundTime();
     const Seconds inRound(std::fmod(time.count(), round.count()));
     const QPointF place = m_walk.placeAt(time);
-    lookAround(place);
+    m_stage.phone.see(m_city.viewFrom(place));
     m_drawing.addStep(place, m_locked);
     if (m_walk.restsAt(time) != m_resting) {
         m_resting = !m_resting;
@@ -133,28 +128,13 @@ void Demo::step()
     }
 }
 
-void Demo::lookAround(const QPointF &place)
-{
-    const RadioView view = m_city.viewFrom(place);
-    SimulatedModem modem;
-    modem.path = modemPath;
-    modem.servingCell = view.servingCell;
-    modem.neighbours = view.neighbours;
-    m_phone.ofono.setModems({modem});
-    SimulatedObjects services;
-    for (const RadioView::Wlan &wlan : view.wlans) {
-        services.append(SimulatedConnMan::wlan(wlan.path, wlan.bssid, wlan.strength));
-    }
-    m_phone.connMan.setServices(services);
-}
-
 void Demo::setLocked(bool locked)
 {
     if (locked == m_locked) {
         return;
     }
     m_locked = locked;
-    m_phone.mce.setLockMode(locked ? QStringLiteral("locked") : QStringLiteral("unlocked"));
+    m_stage.phone.mce.setLockMode(locked ? QStringLiteral("locked") : QStringLiteral("unlocked"));
     say(locked ? QStringLiteral("the phone is locked; now every %1 s is enough")
                      .arg(lockedIntervalSecs)
                : QStringLiteral("the phone is unlocked; every %1 s again").arg(updateIntervalSecs));
@@ -221,7 +201,8 @@ Walk::Seconds Demo::walkingTime() const
 bool Demo::sumUp()
 {
     if (m_errors.isEmpty()) {
-        m_screen << m_daemon.log().join(QLatin1Char('\n')) << "\nNo position came.\n" << Qt::flush;
+        m_screen << m_stage.daemon.log().join(QLatin1Char('\n')) << "\nNo position came.\n"
+                 << Qt::flush;
         return false;
     }
     m_screen << QStringLiteral(
@@ -231,8 +212,8 @@ bool Demo::sumUp()
                     .arg(m_repetitions)
                     .arg(std::lround(median(m_errors)))
                     .arg(m_insideAccuracy)
-                    .arg(m_service.requests().size())
-                    .arg(m_daemon.logCount(filteredLine))
+                    .arg(m_stage.service.requests().size())
+                    .arg(m_stage.daemon.logCount(filteredLine))
              << Qt::flush;
     return true;
 }

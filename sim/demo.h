@@ -5,10 +5,7 @@
 
 #include "childprocess.h"
 #include "city.h"
-#include "daemonprocess.h"
-#include "geolocationservice.h"
-#include "privatebus.h"
-#include "simulatedphone.h"
+#include "daemonfixture.h"
 #include "walk.h"
 #include "walkdrawing.h"
 
@@ -41,7 +38,6 @@ Q_SIGNALS:
 private:
     bool startClient();
     void step();
-    void lookAround(const QPointF &place);
     void setLocked(bool locked);
     void noteRequest();
     void readClient();
@@ -53,10 +49,7 @@ private:
     City m_city;
     const Walk m_walk;
     WalkDrawing m_drawing{m_city};
-    PrivateBus m_bus;
-    SimulatedPhone m_phone{m_bus.address()};
-    GeolocationService m_service;
-    DaemonProcess m_daemon{m_bus.address()};
+    DaemonFixture m_stage;
     ChildProcess m_client;
 
     QTimer m_stepTimer;

@@ -7,6 +7,8 @@
 #include "simulatedmce.h"
 #include "simulatedofono.h"
 
+struct RadioView;
+
 // The system services of a phone, as far as the daemon looks at them. Each one can come, leave and
 // be told what to report on its own.
 class SimulatedPhone
@@ -19,6 +21,8 @@ public:
 
     // Starts all three; false when one of them could not take its name.
     bool start() { return ofono.start() && connMan.start() && mce.start(); }
+    // Has one modem and ConnMan report what there is to receive.
+    void see(const RadioView &view);
 
     SimulatedOfono ofono;
     SimulatedConnMan connMan;

@@ -5,6 +5,7 @@
 
 #include <QDBusArgument>
 #include <QDBusObjectPath>
+#include <QList>
 #include <QVariantMap>
 #include <QVector>
 
@@ -36,3 +37,7 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, SimulatedRecord &
 
 // Makes the types above known to the bus library; calling it again does nothing.
 void registerSimulatedTypes();
+
+// A dictionary as a bus peer might send it. Each three words are a name, a type letter of D-Bus
+// ("A" for an array of bytes, "D" for a dictionary within, "a" for a list of texts) and a value.
+QVariantMap busDictionary(const QList<QByteArray> &words);

@@ -19,14 +19,9 @@ const QString failureLine = QStringLiteral("warning: Error string is not empty, 
 // Handled without any effect.
 const ServiceReply silentReply = ServiceReply::given(200, R"({"Location not found": {}})");
 
-enum Status { Unchanged = 0, Acquiring = 2, Available = 3 };
+const QVector<int> statuses{302, 401, 404, 405, 500}; // of failures that have no reason
 
-QMap<QString, QString> eagerOptions(const QString &key)
-{
-    return {{QStringLiteral("apikey"), key},
-        {QStringLiteral("update_interval"), QStringLiteral("1")},
-        {QStringLiteral("enable_request_filter"), QStringLiteral("false")}};
-}
+enum Status { Unchanged = 0, Acquiring = 2, Available = 3 };
 
 } // namespace
 
@@ -45,15 +40,6 @@ private Q_SLOTS:
     void secrecy();
 
 private:
-    ReportedPosition position()
-    {
-        return ReportedPosition::ofMessage(m_fixture.client.call(QStringLiteral("GetPosition")));
-    }
-    int status()
-    {
-        return m_fixture.client.call(QStringLiteral("GetStatus")).arguments().at(0).toInt();
-    }
-    QByteArray cached() const;
     // Positions published since the last forget(), the republished ones included.
     QStringList published() const;
     // What must hold when the status was one thing before and should be another now.
@@ -66,14 +52,8 @@ private:
 void Reply::initTestCase()
 {
     m_fixture.service.replyAlways(silentReply);
-    QVERIFY(m_fixture.start(eagerOptions(DaemonFixture::knownKey)));
+    QVERIFY(m_fixture.start(DaemonFixture::unfiltered()));
     m_fixture.client.call(QStringLiteral("AddReference"));
-}
-
-QByteArray Reply::cached() const
-{
-    QFile file(m_fixture.daemon.cachePath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QStringList Reply::published() const
@@ -89,7 +69,7 @@ void Reply::checkStatus(int before, int after)
 {
     const bool told = after != Unchanged;
     const bool changed = told && after != before;
-    QCOMPARE(status(), told ? after : before);
+    QCOMPARE(m_fixture.client.status(), told ? after : before);
     QCOMPARE(m_fixture.client.argumentsOf(QStringLiteral("StatusChanged")),
         changed ? QVariantList{after} : QVariantList());
     QCOMPARE(m_fixture.client.argumentsOf(QStringLiteral("PositionAcquiring")),
@@ -98,9 +78,9 @@ void Reply::checkStatus(int before, int after)
 
 void Reply::checkUntouched(const ReportedPosition &before, const QByteArray &cachedBefore)
 {
-    QCOMPARE(position().text(), before.text());
-    QCOMPARE(position().timestamp, before.timestamp);
-    QCOMPARE(cached(), cachedBefore);
+    QCOMPARE(m_fixture.client.position().text(), before.text());
+    QCOMPARE(m_fixture.client.position().timestamp, before.timestamp);
+    QCOMPARE(m_fixture.daemon.cache(), cachedBefore);
     const QStringList texts = published();
     for (const QString &text : texts)
         QCOMPARE(text, before.text());
@@ -124,6 +104,8 @@ void Reply::positions_data()
         Available);
     row(R"({"location": {"latitude": 1e-13, "longitude": -1.5e-12}})",
         "2 1e-13 -1.5000000000000001e-12 nan 4 0 0", Available);
+    row(R"({"location": {"latitude": 1e300, "longitude": -5000}})",
+        "3 1.0000000000000001e+300 -5000 nan 4 0 0", Available); // not of this globe
     row(R"({"location": {"latitude": "55.5", "longitude": "-3e1", "accuracy": "12.5"}})",
         "3 55.5 -30 nan 4 12.5 0", Available);
     row(R"({"location": {"latitude": "north", "longitude": 7}})", "2 0 7 nan 4 0 0", Available);
@@ -144,21 +126,22 @@ void Reply::positions()
 {
     QFETCH(QString, expected);
     QFETCH(int, statusAfter);
-    const QString before = position().text();
-    const int statusBefore = status();
+    const QString before = m_fixture.client.position().text();
+    const int statusBefore = m_fixture.client.status();
     const int failures = m_fixture.daemon.logCount(failureLine);
     m_fixture.client.forget();
     m_fixture.service.replyNext(ServiceReply::given(200, QTest::currentDataTag()));
     QVERIFY(waitUntil(
-        [&] { return ReportedPosition::ofCache(cached()).text() == expected; }, longDeadline));
+        [&] { return ReportedPosition::ofCache(m_fixture.daemon.cache()).text() == expected; },
+        longDeadline));
 
-    const ReportedPosition now = position();
+    const ReportedPosition now = m_fixture.client.position();
     const auto request = m_fixture.service.requests().constLast();
     const int captured = request.json.value(QLatin1String("captureTimestampUnix")).toInt();
     QVERIFY2(now.timestamp == captured || now.timestamp == captured + 1,
         qPrintable(QStringLiteral("%1 instead of %2").arg(now.timestamp).arg(captured)));
-    QCOMPARE(cached(), now.cacheBytes());
-    QCOMPARE(cached().size(), 52);
+    QCOMPARE(m_fixture.daemon.cache(), now.cacheBytes());
+    QCOMPARE(m_fixture.daemon.cache().size(), 52);
     QCOMPARE(m_fixture.daemon.logCount(failureLine), failures);
 
     checkStatus(statusBefore, statusAfter);
@@ -205,9 +188,9 @@ void Reply::failures()
 {
     QFETCH(int, httpStatus);
     QFETCH(QString, error);
-    const ReportedPosition before = position();
-    const QByteArray cachedBefore = cached();
-    const int statusBefore = status();
+    const ReportedPosition before = m_fixture.client.position();
+    const QByteArray cachedBefore = m_fixture.daemon.cache();
+    const int statusBefore = m_fixture.client.status();
     const int failures = m_fixture.daemon.logCount(failureLine);
     m_fixture.client.forget();
     m_fixture.service.replyNext(ServiceReply::given(httpStatus, QTest::currentDataTag()));
@@ -225,9 +208,9 @@ void Reply::failures()
 void Reply::ignored()
 {
     GeolocationService &service = m_fixture.service;
-    const ReportedPosition before = position();
-    const QByteArray cachedBefore = cached();
-    const int statusBefore = status();
+    const ReportedPosition before = m_fixture.client.position();
+    const QByteArray cachedBefore = m_fixture.daemon.cache();
+    const int statusBefore = m_fixture.client.status();
     const int lines = m_fixture.daemon.log().size();
     m_fixture.client.forget();
     for (const char *body :
@@ -241,10 +224,10 @@ void Reply::ignored()
     QCOMPARE(m_fixture.daemon.log().size(), lines);
 }
 
-// The service echoes each key as it is, as the URL shows it, and half of its bytes encoded.
+// The service echoes each key as it is, as the URL shows it, and half of its bytes encoded; the
+// network layer's errors hold the URL. Each daemon logs all there is.
 void Reply::secrecy()
 {
-    constexpr int failures = 7;
     std::vector<std::unique_ptr<DaemonFixture>> fixtures;
     for (const char *text : {"secret%2Bsecret%", "secret%41secret", "a secret+secret/ä\"<",
              "x&key=secret", "secret#secret"}) {
@@ -265,15 +248,24 @@ void Reply::secrecy()
             const QJsonObject root{{QStringLiteral("Location not found"), message}};
             fixture.service.replyNext(ServiceReply::given(200, QJsonDocument(root).toJson()));
         }
-        fixture.service.replyNext(ServiceReply::given(500, "{}"));
-        fixture.service.replyNext(ServiceReply::given(404, "{}"));
+        for (const int status : statuses) {
+            ServiceReply reply = ServiceReply::given(status, url.toEncoded());
+            reply.headers.insert("Location", url.toEncoded());
+            fixture.service.replyNext(reply);
+        }
         fixture.service.replyAlways(ServiceReply::ofKind(ServiceReply::Kind::BreakAtOnce));
-        QVERIFY(fixture.start(eagerOptions(key)));
+        QMap<QString, QString> options = DaemonFixture::unfiltered();
+        options[QStringLiteral("apikey")] = key;
+        fixture.daemon.setEnvironmentVariable(
+            QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*.debug=true"));
+        QVERIFY(fixture.start(options));
         fixture.client.call(QStringLiteral("AddReference"));
     }
 
     for (const auto &fixture : fixtures) {
-        QVERIFY(fixture->daemon.waitForLog(failureLine, longDeadline, failures));
+        QVERIFY(fixture->daemon.waitForLog(failureLine, longDeadline, 5 + statuses.size()));
+        // A new key, whose check ends with an error.
+        fixture->client.setOptions({{QStringLiteral("apikey"), QStringLiteral("secret%41new")}});
         const QStringList log = fixture->daemon.log();
         const QStringList echoes = log.filter(QStringLiteral("Not found for "));
         QCOMPARE(echoes.size(), 4);

@@ -5,8 +5,6 @@
 #include "waiting.h"
 
 #include <QDateTime>
-#include <QFile>
-#include <QLibrary>
 
 #include <limits>
 
@@ -16,7 +14,6 @@ namespace {
 
 const QString daemonName = QStringLiteral("org.freedesktop.Geoclue.Providers.OndraVexa");
 const QString daemonPath = QStringLiteral("/org/freedesktop/Geoclue/Providers/OndraVexa");
-const QString geoclue = QStringLiteral("org.freedesktop.Geoclue");
 const QString newKey = QStringLiteral("another-key");
 
 constexpr int manyClients = 1000;
@@ -27,15 +24,6 @@ constexpr auto endDeadline = 60s;
 constexpr int minute = 60;
 constexpr int year = 365 * 24 * 60 * minute;
 constexpr int clockTolerance = 5; // seconds
-
-QDBusMessage callOf(const QString &method, const QVariantList &arguments = {})
-{
-    const bool position = method == QLatin1String("GetPosition");
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        daemonName, daemonPath, position ? geoclue + QStringLiteral(".Position") : geoclue, method);
-    call.setArguments(arguments);
-    return call;
-}
 
 // Ends the daemon by letting go of the last reference.
 void letGo(Scene &scene)
@@ -91,11 +79,7 @@ void vanishInCall(Scene &scene)
     BusClient other(scene.bus.address());
     other.postOptions({{QStringLiteral("apikey"), newKey}});
     QVERIFY(waitUntil(
-        [&] {
-            return !scene.web.requests().isEmpty()
-                && scene.web.requests().last().contains(QLatin1String("ip"));
-        },
-        longDeadline));
+        [&] { return scene.web.lastRequest().contains(QLatin1String("ip")); }, longDeadline));
     other.vanish();
     QVERIFY(scene.seesAnswer());
     scene.heal();
@@ -107,7 +91,7 @@ void addManyClients(Scene &scene)
     std::vector<std::unique_ptr<BusConnection>> clients;
     for (int i = 0; i < manyClients; ++i) {
         clients.push_back(std::make_unique<BusConnection>(scene.bus.address()));
-        QVERIFY((*clients.back())->send(callOf(QStringLiteral("AddReference"))));
+        QVERIFY((*clients.back())->send(BusClient::makeCall(QStringLiteral("AddReference"))));
         // The bus daemon stands still when nobody reads what it says.
         QCoreApplication::processEvents();
     }
@@ -124,10 +108,13 @@ void addManyReferences(Scene &scene)
     const qint64 before = scene.memoryKb("VmRSS");
     auto other = std::make_unique<BusConnection>(scene.bus.address());
     for (int i = 0; i < manyReferences; ++i)
-        QVERIFY((*other)->send(callOf(QStringLiteral("AddReference"))));
+        QVERIFY((*other)->send(BusClient::makeCall(QStringLiteral("AddReference"))));
     QElapsedTimer waiting;
     waiting.start();
-    QVERIFY((*other)->call(callOf(QStringLiteral("GetStatus")), QDBus::BlockWithGui, 120000).type()
+    QVERIFY(
+        (*other)
+            ->call(BusClient::makeCall(QStringLiteral("GetStatus")), QDBus::BlockWithGui, 120000)
+            .type()
         == QDBusMessage::ReplyMessage);
     scene.note(QStringLiteral("all are taken after %1 ms; VmRSS %2 kB more")
                    .arg(waiting.elapsed())
@@ -136,45 +123,48 @@ void addManyReferences(Scene &scene)
     letGo(scene);
 }
 
-void flood(Scene &scene)
-{
-    QVERIFY(scene.begin());
-    QVERIFY(scene.seesPosition());
-    BusConnection other(scene.bus.address());
-    const QVariantMap options{{QStringLiteral("keep_requests"), QStringLiteral("2")}};
-    for (int i = 0; i < floodOfEach; ++i) {
-        for (const char *method : {"AddReference", "GetStatus", "GetProviderInfo", "GetPosition",
-                 "GetOptions", "RemoveReference"})
-            QVERIFY(other->send(callOf(QString::fromLatin1(method))));
-        QVERIFY(other->send(callOf(QStringLiteral("SetOptions"), {options})));
-    }
-    QElapsedTimer waiting;
-    waiting.start();
-    QVERIFY(scene.seesAnswer());
-    scene.note(QStringLiteral("%1 calls; one of another client is answered after %2 ms")
-                   .arg(7 * floodOfEach)
-                   .arg(waiting.elapsed()));
-}
-
-void floodWithKeys(Scene &scene)
+// Has another client make a call many times over.
+void flood(Scene &scene, const QStringList &methods, const std::function<QVariantMap(int)> &options)
 {
     QVERIFY(scene.begin());
     QVERIFY(scene.seesPosition());
     const qint64 before = scene.memoryKb("VmRSS");
     BusConnection other(scene.bus.address());
-    for (int i = 0; i < floodOfEach; ++i)
-        other->send(callOf(QStringLiteral("SetOptions"),
-            {QVariantMap{{QStringLiteral("apikey"), QStringLiteral("key-%1").arg(i)}}}));
+    for (int i = 0; i < floodOfEach; ++i) {
+        for (const QString &method : methods)
+            QVERIFY(other->send(BusClient::makeCall(method)));
+        QVERIFY(other->send(BusClient::makeCall(QStringLiteral("SetOptions"), {options(i)})));
+    }
+    QElapsedTimer waiting;
+    waiting.start();
     QVERIFY(scene.seesAnswer());
-    QVERIFY(waitUntil(
-        [&] {
-            return scene.daemon.logCount(QStringLiteral("Valid key"))
-                + scene.daemon.logCount(QStringLiteral("Unable to check key"))
-                == floodOfEach;
-        },
-        endDeadline));
-    scene.note(QStringLiteral("each gets its verdict; VmRSS %1 kB more")
-                   .arg(scene.memoryKb("VmRSS") - before));
+    scene.note(
+        QStringLiteral("%1 calls; one of another client is answered after %2 ms; VmRSS %3 kB more")
+            .arg((methods.size() + 1) * floodOfEach)
+            .arg(waiting.elapsed())
+            .arg(scene.memoryKb("VmRSS") - before));
+}
+
+void floodWithAll(Scene &scene)
+{
+    const QString methods(QStringLiteral(
+        "AddReference GetStatus GetProviderInfo GetPosition GetOptions RemoveReference"));
+    flood(scene, methods.split(QLatin1Char(' ')), [](int) {
+        return QVariantMap{{QStringLiteral("keep_requests"), QStringLiteral("2")}};
+    });
+}
+
+void floodWithKeys(Scene &scene)
+{
+    flood(scene, {}, [](int i) {
+        return QVariantMap{{QStringLiteral("apikey"), QStringLiteral("key-%1").arg(i)}};
+    });
+    const auto verdicts = [&] {
+        return scene.daemon.logCount(QStringLiteral("Valid key"))
+            + scene.daemon.logCount(QStringLiteral("Unable to check key"));
+    };
+    QVERIFY(waitUntil([&] { return verdicts() == floodOfEach; }, endDeadline));
+    scene.note(QStringLiteral("each key gets its verdict"));
 }
 
 void callWrongly(Scene &scene)
@@ -241,84 +231,41 @@ void forgeSignals(Scene &scene)
         QStringLiteral("tklock_mode_ind"), {QStringLiteral("locked")});
     forge(QStringLiteral("/"), QStringLiteral("org.ofono.Manager"), QStringLiteral("ModemRemoved"),
         {QVariant::fromValue(QDBusObjectPath(QStringLiteral("/modem")))});
-    QVERIFY(other->call(callOf(QStringLiteral("GetStatus"))).type() == QDBusMessage::ReplyMessage);
+    QVERIFY(other->call(BusClient::makeCall(QStringLiteral("GetStatus"))).type()
+        == QDBusMessage::ReplyMessage);
     QVERIFY(scene.seesRequest());
     QVERIFY(scene.seesRequest());
-    QVERIFY(scene.web.requests().last().contains(QLatin1String("mobileNetwork")));
-    QVERIFY(scene.web.requests().last().contains(QLatin1String("wifiAccessPoints")));
+    QVERIFY(scene.web.lastRequest().contains(QLatin1String("mobileNetwork")));
+    QVERIFY(scene.web.lastRequest().contains(QLatin1String("wifiAccessPoints")));
     QCOMPARE(scene.daemon.logCount(QStringLiteral("has left the bus")), 0);
     scene.note(QStringLiteral("they are ignored"));
 }
 
-// Lets the daemon live with a clock that setClock() moves; the monotonic clock goes on as it is.
-bool fakeClock(Scene &scene)
+void moveClock(Scene &scene, int offsetSeconds, bool betweenRuns)
 {
-    const QString library = QStringLiteral("/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1");
-#ifdef __SANITIZE_ADDRESS__
-    scene.skip(QStringLiteral("the address sanitizer must be the first library, the clock's too"));
-    return false;
-#endif
-    if (!QFile::exists(library)) {
-        scene.skip(QStringLiteral("the Debian package faketime is not installed"));
-        return false;
+    if (!scene.fakeClock())
+        return;
+    QVERIFY(scene.begin());
+    QVERIFY(scene.seesPosition());
+    if (betweenRuns) {
+        const QString last = scene.client.position().text();
+        scene.daemon.kill();
+        scene.setClock(offsetSeconds);
+        QVERIFY(scene.beginAsIs());
+        QCOMPARE(scene.client.position().text(), last);
+        scene.note(QStringLiteral("the next start has the last position"));
     }
-    scene.daemon.setEnvironmentVariable(QStringLiteral("LD_PRELOAD"), library);
-    scene.daemon.setEnvironmentVariable(QStringLiteral("FAKETIME_NO_CACHE"), QStringLiteral("1"));
-    scene.daemon.setEnvironmentVariable(
-        QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
-    scene.daemon.setEnvironmentVariable(QStringLiteral("FAKETIME_TIMESTAMP_FILE"),
-        scene.daemon.settingsPath() + QStringLiteral(".clock"));
-    return true;
-}
-
-void setClock(Scene &scene, int offsetSeconds)
-{
-    QFile file(scene.daemon.settingsPath() + QStringLiteral(".clock"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(offsetSeconds < 0 ? "" : "+") + QByteArray::number(offsetSeconds) + "\n");
-}
-
-void checkTimestamp(Scene &scene, int offsetSeconds)
-{
-    const qint64 timestamp = scene.position().timestamp;
-    const qint64 ahead = timestamp - QDateTime::currentSecsSinceEpoch() - offsetSeconds;
-    QVERIFY2(qAbs(ahead) <= clockTolerance, qPrintable(QString::number(ahead)));
-    scene.note(QStringLiteral("positions bear the time of the clock"));
-}
-
-void moveClock(Scene &scene, int offsetSeconds)
-{
-    if (!fakeClock(scene))
-        return;
-    setClock(scene, 0);
-    QVERIFY(scene.begin());
-    QVERIFY(scene.seesPosition());
-    setClock(scene, offsetSeconds);
-    QVERIFY(scene.seesPosition());
-    QVERIFY(scene.seesPosition());
-    checkTimestamp(scene, offsetSeconds);
-}
-
-void moveClockBetweenRuns(Scene &scene, int offsetSeconds)
-{
-    if (!fakeClock(scene))
-        return;
-    setClock(scene, 0);
-    QVERIFY(scene.begin());
-    QVERIFY(scene.seesPosition());
-    const QString last = scene.position().text();
-    scene.daemon.kill();
-    setClock(scene, offsetSeconds);
-    QVERIFY(scene.beginAsIs());
-    QCOMPARE(scene.position().text(), last);
-    scene.note(QStringLiteral("the next start has the last position"));
-    if (offsetSeconds == -5 * minute) {
+    if (betweenRuns && offsetSeconds == -5 * minute) {
         QVERIFY(!scene.seesRequest(4s));
         scene.note(QStringLiteral("the first request waits until the clock has caught up with it"));
         return;
     }
+    scene.setClock(offsetSeconds);
     QVERIFY(scene.seesPosition());
-    checkTimestamp(scene, offsetSeconds);
+    QVERIFY(scene.seesPosition());
+    const qint64 ahead = scene.client.position().timestamp - QDateTime::currentSecsSinceEpoch();
+    QVERIFY2(qAbs(ahead - offsetSeconds) <= clockTolerance, qPrintable(QString::number(ahead)));
+    scene.note(QStringLiteral("positions bear the time of the clock"));
 }
 
 } // namespace
@@ -335,7 +282,7 @@ QVector<Row> busRows()
         {QStringLiteral("1000 clients come and vanish"), addManyClients, Speed::Slow, After::Ended},
         {QStringLiteral("100 000 references of one client"), addManyReferences, Speed::Slow,
             After::Ended},
-        {QStringLiteral("a flood of every method"), flood},
+        {QStringLiteral("a flood of every method"), floodWithAll},
         {QStringLiteral("a flood of new keys"), floodWithKeys, Speed::Slow},
         {QStringLiteral("unknown methods, wrong signatures"), callWrongly},
         {QStringLiteral("values at the limits of their types"), callAtLimits},
@@ -353,9 +300,9 @@ QVector<Row> clockRows()
     for (const auto &move : moves) {
         const int offset = move.second;
         rows.append({QStringLiteral("set %1 while running").arg(move.first),
-            [offset](Scene &scene) { moveClock(scene, offset); }});
+            [offset](Scene &scene) { moveClock(scene, offset, false); }});
         rows.append({QStringLiteral("set %1 between runs").arg(move.first),
-            [offset](Scene &scene) { moveClockBetweenRuns(scene, offset); }, Row::Speed::Quick,
+            [offset](Scene &scene) { moveClock(scene, offset, true); }, Row::Speed::Quick,
             offset == -5 * minute ? Row::After::Answers : Row::After::Positions});
     }
     return rows;

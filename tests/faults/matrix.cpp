@@ -2,11 +2,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "row.h"
-#include "soak.h"
 
 #include <QSaveFile>
-
-#include <unistd.h>
 
 namespace {
 
@@ -33,29 +30,6 @@ const QVector<Group> &groups()
 }
 
 } // namespace
-
-QStringList inMountNamespace(const QString &script)
-{
-    QStringList namespaced{QStringLiteral("unshare"), QStringLiteral("--mount")};
-    if (::geteuid() != 0)
-        namespaced += {QStringLiteral("--map-current-user"), QStringLiteral("--keep-caps")};
-    const QStringList attempt = namespaced
-        + QStringList{QStringLiteral("mount"), QStringLiteral("-t"), QStringLiteral("tmpfs"),
-            QStringLiteral("none"), QStringLiteral("/mnt")};
-    if (QProcess::execute(attempt.first(), attempt.mid(1)) != 0)
-        return {};
-    return namespaced
-        + QStringList{
-            QStringLiteral("sh"), QStringLiteral("-ec"), script + QStringLiteral("\nexec \"$0\"")};
-}
-
-QStringList unprivileged()
-{
-    if (::geteuid() != 0)
-        return {};
-    return {QStringLiteral("setpriv"), QStringLiteral("--inh-caps=-all"),
-        QStringLiteral("--bounding-set=-all")};
-}
 
 // Each group is a test function, each row one of its data rows. What they see becomes a table.
 class Matrix : public QObject
@@ -152,35 +126,18 @@ void Matrix::cleanupTestCase()
     QVERIFY(file.commit());
 }
 
-namespace {
-
-// Takes an option and its value out of the arguments.
-QString takeOption(QStringList &arguments, const QString &name, const QString &otherwise)
-{
-    const int index = arguments.indexOf(name);
-    if (index < 0 || index + 1 >= arguments.size())
-        return otherwise;
-    arguments.removeAt(index);
-    return arguments.takeAt(index);
-}
-
-} // namespace
-
 // faults [--slow] [--table FILE] [QtTest's arguments]
-// faults soak [--minutes N] [--seed N]
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QLatin1String("soak")) {
-        const QString minutes
-            = takeOption(arguments, QStringLiteral("--minutes"), QStringLiteral("30"));
-        const QString seed = takeOption(arguments, QStringLiteral("--seed"),
-            QString::number(QRandomGenerator::global()->generate()));
-        return Soak(std::chrono::minutes(minutes.toInt()), seed.toUInt()).run() ? 0 : 1;
-    }
     const bool slow = arguments.removeAll(QStringLiteral("--slow")) > 0;
-    const QString table = takeOption(arguments, QStringLiteral("--table"), {});
+    const int tableIndex = arguments.indexOf(QStringLiteral("--table"));
+    QString table;
+    if (tableIndex >= 0 && tableIndex + 1 < arguments.size()) {
+        table = arguments.takeAt(tableIndex + 1);
+        arguments.removeAt(tableIndex);
+    }
     qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray::number(longestRowMs));
     Matrix matrix(slow, table);
     return QTest::qExec(&matrix, arguments);

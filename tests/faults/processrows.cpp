@@ -6,12 +6,10 @@
 #include "waiting.h"
 
 #include <QFile>
-#include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTimer>
-#include <QUrl>
 
 using namespace std::chrono_literals;
 
@@ -29,12 +27,12 @@ void terminate(Scene &scene)
 {
     QVERIFY(scene.begin());
     QVERIFY(scene.seesPosition());
-    const QString last = scene.position().text();
+    const QString last = scene.client.position().text();
     scene.daemon.terminate();
     QVERIFY(scene.daemon.crashed());
     scene.note(QStringLiteral("ends by the signal"));
     QVERIFY(scene.beginAsIs());
-    QCOMPARE(scene.position().text(), last);
+    QCOMPARE(scene.client.position().text(), last);
     scene.note(QStringLiteral("the next start has the last position"));
 }
 
@@ -64,10 +62,7 @@ void killAtCacheCalls(Scene &scene)
     QStringList moments;
     for (const char *systemCall : {"openat", "read", "fchmod", "write", "close"}) {
         for (int number = 1; number <= 2; ++number) {
-            QFile file(scene.daemon.cachePath());
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(storedPosition.cacheBytes());
-            file.close();
+            scene.daemon.writeCache(storedPosition.cacheBytes());
             const int first = scene.web.requests().size();
             runUpTo(scene, QString::fromLatin1(systemCall), number);
             if (!scene.daemon.isRunning())
@@ -76,7 +71,7 @@ void killAtCacheCalls(Scene &scene)
 
             scene.daemon.setWrapper({});
             QVERIFY(scene.startAsIs());
-            const ReportedPosition now = scene.position();
+            const ReportedPosition now = scene.client.position();
             const int serial = static_cast<int>(now.horizontal);
             const bool fresh = serial >= first && scene.web.positions().contains(serial)
                 && now.latitude == LyingService::latitudeOf(serial);
@@ -103,7 +98,7 @@ void killAmidSettings(Scene &scene, int kills)
     int value = 1;
     for (int kill = 0; kill < kills; ++kill) {
         QVERIFY(scene.startAsIs());
-        QCOMPARE(scene.options().value(interval).toString(), expected[interval]);
+        QCOMPARE(scene.client.options().value(interval).toString(), expected[interval]);
         int confirmed = expected[interval].toInt();
         scene.client.forget();
         const int first = value + 1;
@@ -132,53 +127,6 @@ void killAmidSettings(Scene &scene, int kills)
                    .arg(kills)
                    .arg(cut));
     QVERIFY(scene.begin());
-}
-
-// The key in every writing in which it may get into a text.
-QStringList writingsOf(const QString &key)
-{
-    const QUrl url(QStringLiteral("http://x/?key=") + key, QUrl::TolerantMode);
-    const auto written = [&url](QUrl::ComponentFormattingOptions form) {
-        return url.query(form).mid(int(qstrlen("key=")));
-    };
-    return {key, QString::fromLatin1(QUrl::toPercentEncoding(key)),
-        QUrl::fromPercentEncoding(key.toUtf8()), written(QUrl::PrettyDecoded),
-        written(QUrl::FullyEncoded), written(QUrl::FullyDecoded)};
-}
-
-// The service tells the key back in each writing; the network layer's errors hold the URL.
-void searchLogForKeys(Scene &scene)
-{
-    const QString key = QStringLiteral("S\u00e9cret key+/%26\"-42");
-    const QString nextKey = QStringLiteral("N\u00e4chster key+%26-43");
-    QMap<QString, QString> options = scene.settings();
-    options[QStringLiteral("apikey")] = key;
-    scene.daemon.setEnvironmentVariable(
-        QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*.debug=true"));
-    QVERIFY(scene.begin(options));
-    QVERIFY(scene.seesPosition());
-    QJsonObject failure;
-    failure.insert(QStringLiteral("message"), writingsOf(key).join(QLatin1Char('|')));
-    const QByteArray body
-        = QJsonDocument(QJsonObject{{QStringLiteral("Location not found"), failure}}).toJson();
-    for (const char *status : {"200 OK", "302 Found", "401 Unauthorized", "404 Not Found",
-             "405 Method Not Allowed", "500 Internal Server Error"}) {
-        scene.web.answer(
-            withStatus(status, body, "Location: /?key=" + QUrl::toPercentEncoding(key) + "\r\n"));
-        QVERIFY(scene.seesRequest());
-        QVERIFY(scene.seesRequest());
-        if (QByteArray(status).startsWith('4'))
-            scene.client.setOptions({{QStringLiteral("apikey"), nextKey}});
-    }
-    scene.web.refuse();
-    QVERIFY(scene.seesLog(QStringLiteral("Connection refused")));
-    scene.heal();
-    QVERIFY(scene.client.setOptions({{QStringLiteral("apikey"), nextKey}}).errorName().isEmpty());
-    QVERIFY(scene.seesPosition());
-    for (const QString &written : writingsOf(key) + writingsOf(nextKey))
-        QCOMPARE(scene.daemon.logCount(written), 0);
-    scene.note(QStringLiteral("%1 lines, none of them with a key in any writing")
-                   .arg(scene.daemon.log().size()));
 }
 
 void liveUnderValgrind(Scene &scene)
@@ -225,8 +173,6 @@ QVector<Row> processRows()
             [](Scene &scene) { killAmidSettings(scene, quickKills); }},
         {QStringLiteral("SIGKILL while settings are written, %1 times").arg(slowKills),
             [](Scene &scene) { killAmidSettings(scene, slowKills); }, Speed::Slow},
-        {QStringLiteral("a run with all logging on, the key in all that can be logged"),
-            searchLogForKeys},
         {QStringLiteral("a whole life under valgrind"), liveUnderValgrind, Speed::Slow,
             Row::After::Ended},
     };

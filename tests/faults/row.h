@@ -32,9 +32,3 @@ QVector<Row> fileRows();
 QVector<Row> busRows();
 QVector<Row> clockRows();
 QVector<Row> processRows();
-
-// A command that runs the daemon after the shell script, in a mount namespace of its own; the
-// script works in the daemon's directory and may mount. Empty where that is not allowed.
-QStringList inMountNamespace(const QString &script);
-// A command that runs the daemon without the privileges by which root passes file modes.
-QStringList unprivileged();

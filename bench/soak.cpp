@@ -7,8 +7,6 @@
 #include "reportedposition.h"
 #include "waiting.h"
 
-#include <QFile>
-
 #include <algorithm>
 #include <cmath>
 
@@ -22,18 +20,11 @@ constexpr auto calm = 15s; // longer than the daemon's time-out of requests
 constexpr auto oneAnswer = 2200ms; // at one request a second
 constexpr int longestFaultMs = 14000;
 constexpr int longestPauseMs = 4000;
-constexpr int samplesPerHalf = 12;
+constexpr int samplesPerThird = 12;
 constexpr qint64 allowedGrowthKb = 512;
 constexpr int killOneIn = 6;
 
 const QVector<QPointF> way{{110, 105}, {110, 195}, {205, 195}, {205, 280}, {400, 280}, {400, 105}};
-
-// A line of /proc/PID/smaps_rollup, in kB.
-qint64 rollup(const QByteArray &all, const QByteArray &name)
-{
-    const int begin = all.indexOf("\n" + name + ":");
-    return all.mid(begin + name.size() + 2).trimmed().split(' ').first().toLongLong();
-}
 
 QVector<WebFault> webAnswers()
 {
@@ -69,12 +60,12 @@ bool Soak::run()
     }
     qint64 nextSampleMs = 0;
     while (runningMs() < m_lengthMs) {
-        if (!m_warm && runningMs() >= m_lengthMs / 2)
+        if (!m_warm && isLastThird())
             warmUp();
         fail();
         if (runningMs() >= nextSampleMs) {
             takeSample();
-            nextSampleMs += m_lengthMs / 2 / samplesPerHalf;
+            nextSampleMs += m_lengthMs / 3 / samplesPerThird;
         }
     }
     const bool settled = settle();
@@ -86,16 +77,7 @@ bool Soak::run()
 
 void Soak::walk()
 {
-    const RadioView view = m_city.viewFrom(m_walk.placeAt(std::chrono::milliseconds(runningMs())));
-    SimulatedModem modem;
-    modem.path = QStringLiteral("/modem");
-    modem.servingCell = view.servingCell;
-    modem.neighbours = view.neighbours;
-    m_scene.phone.ofono.setModems({modem});
-    SimulatedObjects services;
-    for (const RadioView::Wlan &wlan : view.wlans)
-        services.append(SimulatedConnMan::wlan(wlan.path, wlan.bssid, wlan.strength));
-    m_scene.phone.connMan.setServices(services);
+    m_scene.phone.see(m_city.viewFrom(m_walk.placeAt(std::chrono::milliseconds(runningMs()))));
     account();
 }
 
@@ -119,7 +101,7 @@ void Soak::fail()
     switch (pick(6)) {
     case 0:
     case 1: {
-        const WebFault fault = web.at(pick(web.size()));
+        const WebFault &fault = web.at(pick(web.size()));
         m_scene.web.answer(fault.reply);
         ++m_faults[QStringLiteral("web service")];
         break;
@@ -151,7 +133,7 @@ void Soak::fail()
     }
     }
     rest(std::chrono::milliseconds(pick(longestFaultMs)));
-    if (runningMs() < m_lengthMs / 2 && pick(killOneIn) == 0)
+    if (!isLastThird() && pick(killOneIn) == 0)
         restartDaemon();
     m_scene.heal();
     rest(std::chrono::milliseconds(pick(longestPauseMs)));
@@ -183,10 +165,8 @@ void Soak::takeSample()
 {
     m_scene.heal();
     rest(calm);
-    QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(m_scene.daemon.processId()));
-    file.open(QIODevice::ReadOnly);
-    const QByteArray all = file.readAll();
-    const Sample sample{rollup(all, "Pss"), rollup(all, "Private_Dirty"), m_scene.descriptors()};
+    const Sample sample{
+        m_scene.memoryKb("Pss"), m_scene.memoryKb("Private_Dirty"), m_scene.descriptors()};
     if (m_warm)
         m_samples.append(sample);
     say(QStringLiteral("%1 min: Pss %2 kB, private dirty %3 kB, %4 descriptors; %5 requests, %6 "
@@ -273,7 +253,7 @@ bool Soak::isFlat()
     }
     const qint64 growth = median(late) - median(early);
     const int descriptors = m_samples.last().descriptors - m_samples.at(1).descriptors;
-    say(QStringLiteral("in the second half private memory grew by %1 kB, descriptors by %2")
+    say(QStringLiteral("in the last third private memory grew by %1 kB, descriptors by %2")
             .arg(growth)
             .arg(descriptors));
     return growth <= allowedGrowthKb && descriptors <= 0;

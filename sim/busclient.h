@@ -4,6 +4,7 @@
 #pragma once
 
 #include "busconnection.h"
+#include "reportedposition.h"
 
 #include <QDBusMessage>
 #include <QObject>
@@ -25,8 +26,12 @@ public:
     explicit BusClient(const QString &busAddress);
     ~BusClient() override;
 
-    // Calls the daemon and waits for the reply, which may be an error. The interface is
-    // org.freedesktop.Geoclue, that of the position for GetPosition, unless given.
+    // A call of the daemon. The interface is org.freedesktop.Geoclue, that of the position for
+    // GetPosition, unless given.
+    static QDBusMessage makeCall(const QString &method, const QVariantList &arguments = {},
+        const QString &interface = QString());
+
+    // Calls the daemon and waits for the reply, which may be an error.
     QDBusMessage call(const QString &method, const QVariantList &arguments = {},
         const QString &interface = QString());
     // Calls without waiting; the reply shows up in replies() and received().
@@ -35,6 +40,10 @@ public:
     // SetOptions with these values, each of the type that its variant has.
     QDBusMessage setOptions(const QVariantMap &options);
     void postOptions(const QVariantMap &options);
+    // What the daemon says when asked now; -1, no options and no position after an error.
+    int status();
+    QVariantMap options();
+    ReportedPosition position();
 
     // Signals of the daemon and replies to this client, in the order of their arrival.
     const QVector<QDBusMessage> &received() const { return m_received; }

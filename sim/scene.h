@@ -5,7 +5,6 @@
 
 #include "daemonfixture.h"
 #include "lyingservice.h"
-#include "reportedposition.h"
 
 #include <QStringList>
 
@@ -29,6 +28,16 @@ public:
     // Ends all that a fault does to phone and web service.
     void heal();
 
+    // For the next start of the daemon: a shell script that runs before it, in its directory and a
+    // mount namespace of its own, and may mount; false, and skipped, where that is not allowed.
+    bool mountBefore(const QString &script);
+    // For the next start: takes away the privileges by which root passes file modes.
+    void dropPrivileges();
+    // For the next start: a clock that setClock() moves, while the monotonic clock goes on as it
+    // is; false, and skipped, where there is none.
+    bool fakeClock();
+    void setClock(int offsetSeconds) const;
+
     // What a service of the phone reports: content 1, or content 2 that differs in everything.
     void setCells(int content);
     void setWlans(int content);
@@ -41,10 +50,6 @@ public:
     // A reply of the daemon.
     bool seesAnswer();
 
-    // What the daemon says of its options and its position.
-    QVariantMap options();
-    ReportedPosition position();
-
     // Writes down what has been seen.
     void note(const QString &text);
     const QStringList &notes() const { return m_notes; }
@@ -53,7 +58,8 @@ public:
     void skip(const QString &reason) { m_skipReason = reason; }
     const QString &skipReason() const { return m_skipReason; }
 
-    // What Linux says about the daemon: a figure of /proc/PID/status in kB, open descriptors.
+    // What Linux says about the daemon: a figure of /proc/PID/status or smaps_rollup in kB, open
+    // descriptors.
     qint64 memoryKb(const QByteArray &name) const;
     int descriptors() const;
 

@@ -13,6 +13,13 @@ DaemonFixture::DaemonFixture()
     service.acceptKey(knownKey);
 }
 
+QMap<QString, QString> DaemonFixture::unfiltered(int intervalSecs)
+{
+    return {{QStringLiteral("apikey"), knownKey},
+        {QStringLiteral("enable_request_filter"), QStringLiteral("false")},
+        {QStringLiteral("update_interval"), QString::number(intervalSecs)}};
+}
+
 bool DaemonFixture::start()
 {
     return start({{QStringLiteral("apikey"), knownKey}});

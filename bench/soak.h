@@ -13,8 +13,8 @@
 #include <QTimer>
 
 // A long walk with a phone that asks for its position every second, while things around the daemon
-// fail at random. In the first half the daemon is killed now and then, too; in the second half one
-// process lives through it all, and what it holds of memory and descriptors must not grow.
+// fail at random. At first the daemon is killed now and then, too; in the last third one process
+// lives through it all, and what it holds of memory and descriptors must not grow.
 class Soak : public QObject
 {
     Q_OBJECT
@@ -45,6 +45,7 @@ private:
     bool isFlat();
     void say(const QString &text);
     qint64 runningMs() const { return m_clock.elapsed(); }
+    bool isLastThird() const { return runningMs() >= m_lengthMs / 3 * 2; }
 
     const qint64 m_lengthMs;
     QRandomGenerator m_random;

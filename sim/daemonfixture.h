@@ -15,6 +15,8 @@ class DaemonFixture
 {
 public:
     static const QString knownKey;
+    // Settings with the known key and no filter.
+    static QMap<QString, QString> unfiltered(int intervalSecs = 1);
 
     DaemonFixture();
 

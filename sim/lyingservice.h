@@ -47,6 +47,8 @@ public:
 
     // The bodies of all requests so far.
     const QVector<QJsonObject> &requests() const { return m_requests; }
+    // The last one of them; empty before the first.
+    QJsonObject lastRequest() const { return m_requests.value(m_requests.size() - 1); }
     // The serial numbers of the requests that got a position: indices of requests().
     const QVector<int> &positions() const { return m_positions; }
     // Request lines of all requests so far.

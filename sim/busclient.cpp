@@ -45,6 +45,17 @@ BusClient::~BusClient()
     vanish();
 }
 
+QDBusMessage BusClient::makeCall(
+    const QString &method, const QVariantList &arguments, const QString &interface)
+{
+    const bool position = method == QLatin1String("GetPosition");
+    const QString usual = position ? positionInterface : geoclueInterface;
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        daemonName, daemonPath, interface.isEmpty() ? usual : interface, method);
+    message.setArguments(arguments);
+    return message;
+}
+
 QDBusMessage BusClient::call(
     const QString &method, const QVariantList &arguments, const QString &interface)
 {
@@ -55,13 +66,8 @@ QDBusMessage BusClient::call(
 
 void BusClient::post(const QString &method, const QVariantList &arguments, const QString &interface)
 {
-    const bool position = method == QLatin1String("GetPosition");
-    const QString usual = position ? positionInterface : geoclueInterface;
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        daemonName, daemonPath, interface.isEmpty() ? usual : interface, method);
-    message.setArguments(arguments);
-    auto *watcher
-        = new QDBusPendingCallWatcher((*m_connection)->asyncCall(message, callTimeoutMs), this);
+    auto *watcher = new QDBusPendingCallWatcher(
+        (*m_connection)->asyncCall(makeCall(method, arguments, interface), callTimeoutMs), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
         record(watcher->reply());
         watcher->deleteLater();
@@ -76,6 +82,21 @@ QDBusMessage BusClient::setOptions(const QVariantMap &options)
 void BusClient::postOptions(const QVariantMap &options)
 {
     post(QStringLiteral("SetOptions"), {options});
+}
+
+int BusClient::status()
+{
+    return call(QStringLiteral("GetStatus")).arguments().value(0, -1).toInt();
+}
+
+QVariantMap BusClient::options()
+{
+    return qdbus_cast<QVariantMap>(call(QStringLiteral("GetOptions")).arguments().value(0));
+}
+
+ReportedPosition BusClient::position()
+{
+    return ReportedPosition::ofMessage(call(QStringLiteral("GetPosition")));
 }
 
 QVector<QDBusMessage> BusClient::replies() const
