@@ -33,12 +33,7 @@ private Q_SLOTS:
 
 private:
     QString directory() const { return QFileInfo(m_fixture->daemon.cachePath()).path(); }
-    ReportedPosition position() const
-    {
-        return ReportedPosition::ofMessage(m_fixture->client.call(QStringLiteral("GetPosition")));
-    }
-    QByteArray cached() const;
-    void writeFile(const QString &path, const QByteArray &content) const;
+    ReportedPosition position() const { return m_fixture->client.position(); }
     // Has the daemon find the position above.
     bool findPosition();
 
@@ -51,19 +46,6 @@ void Cache::init()
     m_fixture->service.replyAlways(ServiceReply::position(55.75, 37.61, 120));
     m_fixture->phone.connMan.setServices(
         {SimulatedConnMan::wlan(QStringLiteral("/w"), QStringLiteral("00:11"), 60)});
-}
-
-QByteArray Cache::cached() const
-{
-    QFile file(m_fixture->daemon.cachePath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void Cache::writeFile(const QString &path, const QByteArray &content) const
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), static_cast<qint64>(content.size()));
 }
 
 bool Cache::findPosition()
@@ -83,7 +65,7 @@ void Cache::missingDirectory()
     QCOMPARE(position().text(), noPosition);
     QCOMPARE(position().timestamp, 0);
     QVERIFY(findPosition());
-    QCOMPARE(ReportedPosition::ofCache(cached()).text(), foundPosition);
+    QCOMPARE(ReportedPosition::ofCache(m_fixture->daemon.cache()).text(), foundPosition);
 
     m_fixture->daemon.kill();
     QVERIFY(QFile::remove(m_fixture->daemon.cachePath()));
@@ -96,7 +78,7 @@ void Cache::missingDirectory()
 void Cache::impossibleDirectory()
 {
     QVERIFY(QDir().rmdir(directory()));
-    writeFile(directory(), "in the way");
+    QVERIFY(QFile(directory()).open(QIODevice::WriteOnly)); // a file in the way
     QVERIFY(m_fixture->start());
     QVERIFY(m_fixture->daemon.log().contains(
         QStringLiteral("warning: Could not create  srv/shared/org.ondravexa/geoclue/")));
@@ -112,14 +94,14 @@ void Cache::restart()
     // A longer file of other rights: what is written replaces it whole.
     const ReportedPosition old{
         7, 0x12345678, -12.25, 1e300, 8848.86, -1, std::numeric_limits<double>::infinity(), 3.5};
-    writeFile(m_fixture->daemon.cachePath(), old.cacheBytes() + QByteArray(48, 'x'));
+    m_fixture->daemon.writeCache(old.cacheBytes() + QByteArray(48, 'x'));
     QFile::setPermissions(m_fixture->daemon.cachePath(), QFile::Permissions(0x6666));
     QVERIFY(m_fixture->start());
     QCOMPARE(position().text(), old.text());
     QCOMPARE(position().timestamp, old.timestamp);
     QVERIFY(findPosition());
-    QVERIFY(waitUntil([this] { return cached().size() == 52; }, longDeadline));
-    const ReportedPosition stored = ReportedPosition::ofCache(cached());
+    QVERIFY(waitUntil([this] { return m_fixture->daemon.cache().size() == 52; }, longDeadline));
+    const ReportedPosition stored = ReportedPosition::ofCache(m_fixture->daemon.cache());
     // The service tells no altitude, so what there is stays.
     QCOMPARE(
         stored.text(), QStringLiteral("3 55.75 37.609999999999999 8848.8600000000006 4 120 3.5"));

@@ -68,19 +68,6 @@ private:
     QByteArray m_output;
 };
 
-// Settings for a phone that sees nothing.
-QMap<QString, QString> unfiltered(const char *updateInterval = "60")
-{
-    return {{QStringLiteral("apikey"), DaemonFixture::knownKey},
-        {QStringLiteral("enable_request_filter"), QStringLiteral("false")},
-        {QStringLiteral("update_interval"), QString::fromLatin1(updateInterval)}};
-}
-
-int statusOf(BusClient &client)
-{
-    return client.call(QStringLiteral("GetStatus")).arguments().value(0, -1).toInt();
-}
-
 // JSON without what differs from run to run; what is no object is left as it is.
 QByteArray timeless(const QByteArray &line)
 {
@@ -107,12 +94,12 @@ void Client::givesReferenceBack()
     const QByteArray command = QByteArray(QTest::currentDataTag()).left(5);
     DaemonFixture fixture;
     fixture.service.replyAlways(ServiceReply::ofKind(ServiceReply::Kind::Hang));
-    QVERIFY(fixture.start(unfiltered()));
+    QVERIFY(fixture.start(DaemonFixture::unfiltered(60)));
     ChildProcess reader;
     ClientRun run(fixture.bus.address(), command, &reader);
     reader.start(QStringLiteral("cat"), QStringList());
     QVERIFY(fixture.service.waitForRequests(1, longDeadline)); // there is none without a reference
-    QCOMPARE(statusOf(fixture.client), 2);
+    QCOMPARE(fixture.client.status(), 2);
 
     const QProcess &target = signal == SIGPIPE ? reader : run;
     ::kill(static_cast<pid_t>(target.processId()), signal);
@@ -120,7 +107,7 @@ void Client::givesReferenceBack()
     QCOMPARE(run.waitForEnd(), ordinaryEnd ? 0 : 128 + signal);
     reader.waitForFinished();
     // It would still be 2 if the client had left without a word.
-    QCOMPARE(statusOf(fixture.client), 1);
+    QCOMPARE(fixture.client.status(), 1);
 }
 
 void Client::answersFromFreshPosition()
@@ -128,7 +115,7 @@ void Client::answersFromFreshPosition()
     DaemonFixture fixture;
     BusClient &client = fixture.client;
     fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-    QVERIFY(fixture.start(unfiltered()));
+    QVERIFY(fixture.start(DaemonFixture::unfiltered(60)));
     client.call(QStringLiteral("AddReference"));
     QVERIFY(client.waitForSignal(QStringLiteral("PositionChanged")));
     client.call(QStringLiteral("RemoveReference"));
@@ -142,7 +129,7 @@ void Client::answersFromFreshPosition()
     QCOMPARE(
         timeless(run.output()), QByteArray("{\"accuracy\":3,\"latitude\":1,\"longitude\":2}\n"));
     // A reference would have had the position published at once.
-    QCOMPARE(statusOf(client), 1);
+    QCOMPARE(client.status(), 1);
     QCOMPARE(client.received().size(), 1);
 }
 
@@ -160,7 +147,7 @@ void Client::watches()
 {
     DaemonFixture fixture;
     fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-    QVERIFY(fixture.start(unfiltered()));
+    QVERIFY(fixture.start(DaemonFixture::unfiltered(60)));
     ClientRun run(fixture.bus.address(), "--json watch");
     QVERIFY(run.waitForOutput("\"republished\":false"));
     fixture.client.call(QStringLiteral("AddReference")); // has it published again
@@ -168,7 +155,7 @@ void Client::watches()
     fixture.daemon.kill();
     QVERIFY(run.waitForOutput("\"present\":false"));
     fixture.service.replyAlways(ServiceReply::position(4, 5, 6));
-    QVERIFY(fixture.start(unfiltered("1")));
+    QVERIFY(fixture.start(DaemonFixture::unfiltered()));
     QVERIFY(run.waitForOutput("\"latitude\":4"));
 
     QByteArray events;

@@ -42,8 +42,7 @@ void setProcessName(const char *name)
 // The key in the settings file.
 QString storedKey(BusClient &client)
 {
-    const QDBusMessage reply = client.call(QStringLiteral("GetOptions"));
-    return qdbus_cast<QVariantMap>(reply.arguments().value(0)).value(apiKey).toString();
+    return client.options().value(apiKey).toString();
 }
 
 } // namespace

@@ -41,11 +41,10 @@ void Lock::setsPace()
         one.mostLocked = most;
         one.fixture.phone.mce.setLockMode(QStringLiteral("locked"));
         one.fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-        QVERIFY(one.fixture.start({{QStringLiteral("apikey"), DaemonFixture::knownKey},
-            {QStringLiteral("enable_request_filter"), QStringLiteral("false")},
-            {QStringLiteral("update_interval"), QStringLiteral("1")},
-            {QStringLiteral("background_update_interval"), QStringLiteral("3")},
-            {QStringLiteral("keep_requests"), QString::fromLatin1(keepRequests)}}));
+        QMap<QString, QString> options = DaemonFixture::unfiltered();
+        options[QStringLiteral("background_update_interval")] = QStringLiteral("3");
+        options[QStringLiteral("keep_requests")] = QString::fromLatin1(keepRequests);
+        QVERIFY(one.fixture.start(options));
         QVERIFY(waitUntil(
             [&one] {
                 return one.fixture.phone.mce.callCount(QStringLiteral("get_tklock_mode")) > 0;

@@ -25,8 +25,6 @@ private Q_SLOTS:
     void takesEffect();
 
 private:
-    QByteArray fileContent() const;
-
     DaemonFixture m_fixture;
 };
 
@@ -46,11 +44,6 @@ QVariantMap startOptions()
         {QStringLiteral("update_interval"), QStringLiteral("60")}};
 }
 
-QVariantMap optionsOf(BusClient &client)
-{
-    return qdbus_cast<QVariantMap>(client.call(QStringLiteral("GetOptions")).arguments().value(0));
-}
-
 } // namespace
 
 void Options::initTestCase()
@@ -63,12 +56,6 @@ void Options::init()
 {
     // An unused daemon ends 20 s after the last call of this kind.
     m_fixture.client.call(QStringLiteral("RemoveReference"));
-}
-
-QByteArray Options::fileContent() const
-{
-    QFile file(m_fixture.daemon.settingsPath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void Options::writes_data()
@@ -138,10 +125,10 @@ void Options::writes()
         QCOMPARE(announced.value(option.key()).userType(), options.value(option.key()).userType());
     }
     // Compares the types too: all are texts.
-    QCOMPARE(optionsOf(client), expected);
+    QCOMPARE(client.options(), expected);
     if (changed.isEmpty())
-        QCOMPARE(fileContent(), startContent);
-    QVERIFY(fileContent().contains("[other]\nupdate_interval=7\n"));
+        QCOMPARE(m_fixture.daemon.settings(), startContent);
+    QVERIFY(m_fixture.daemon.settings().contains("[other]\nupdate_interval=7\n"));
     QCOMPARE(m_fixture.service.requests().size(), 0);
 }
 
@@ -170,7 +157,7 @@ void Options::failsToWrite()
     QCOMPARE(client.argumentsOf(QStringLiteral("OptionsChanged")), QVariantList());
     QVERIFY(QDir().rmdir(m_fixture.daemon.settingsPath()));
     m_fixture.daemon.writeRawSettings(startContent);
-    QCOMPARE(optionsOf(client), startOptions());
+    QCOMPARE(client.options(), startOptions());
 }
 
 void Options::startsWithUnreadableFile()
@@ -179,7 +166,7 @@ void Options::startsWithUnreadableFile()
     fixture.daemon.writeRawSettings(
         "[settings]\nlink=@Variant(\\0\\0\\0\\x9\\x7f\\xff\\xff\\xff)\n");
     QVERIFY(fixture.startAsIs());
-    QCOMPARE(optionsOf(fixture.client), QVariantMap());
+    QCOMPARE(fixture.client.options(), QVariantMap());
     QVERIFY(fixture.daemon.log().contains(
         QStringLiteral("warning: Config file is not readable: "
                        "\"var/lib/geoclue/providers/vexa/settings.conf\"")));

@@ -33,25 +33,9 @@ void collectWarning(QtMsgType type, const QMessageLogContext &, const QString &t
         collectedWarnings.append(text);
 }
 
-// Bus properties from a text such as "CellId=u:17 Technology=s:lte".
 QVariantMap properties(const char *text)
 {
-    QVariantMap result;
-    const QStringList members = QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    for (const QString &member : members) {
-        const QString name = member.section(QLatin1Char('='), 0, 0);
-        const QString value = member.section(QLatin1Char(':'), 1);
-        const char type = member.at(name.size() + 1).toLatin1();
-        if (type == 'u')
-            result.insert(name, value.toUInt());
-        else if (type == 'q')
-            result.insert(name, QVariant::fromValue(value.toUShort()));
-        else if (type == 'y')
-            result.insert(name, QVariant::fromValue(static_cast<uchar>(value.toUShort())));
-        else
-            result.insert(name, value);
-    }
-    return result;
+    return busDictionary(QByteArray(text).split(' '));
 }
 
 SimulatedModem modem(
@@ -175,38 +159,38 @@ void Platform::cells()
         const char *text;
         const char *expected;
     } rows[] = {
-        {"Technology=s:lte MobileCountryCode=s:250 MobileNetworkCode=s:01 CellId=u:20051 "
-         "TrackingAreaCode=q:7710 ReferenceSignalReceivedPower=y:46",
+        {"Technology s lte MobileCountryCode s 250 MobileNetworkCode s 01 CellId u 20051 "
+         "TrackingAreaCode q 7710 ReferenceSignalReceivedPower y 46",
             "3 250 1 - - 20051 7710 95"},
-        {"Technology=s:umts MobileCountryCode=s:001 MobileNetworkCode=s:999 CellId=u:268435455 "
-         "LocationAreaCode=q:65535 ReceivedSignalCodePower=y:30",
+        {"Technology s umts MobileCountryCode s 001 MobileNetworkCode s 999 CellId u 268435455 "
+         "LocationAreaCode q 65535 ReceivedSignalCodePower y 30",
             "2 1 999 268435455 65535 - - 91"},
-        {"Technology=s:gsm MobileCountryCode=s:0 MobileNetworkCode=s:00 CellId=u:0 "
-         "LocationAreaCode=q:0 TrackingAreaCode=q:9 ReceivedSignalStrength=y:26",
+        {"Technology s gsm MobileCountryCode s 0 MobileNetworkCode s 00 CellId u 0 "
+         "LocationAreaCode q 0 TrackingAreaCode q 9 ReceivedSignalStrength y 26",
             "1 0 0 0 0 - 9 85"},
-        {"Technology=s:nr CellId=u:5 Strength=y:10", "0 - - 5 - - - 93"},
-        {"Technology=s:LTE", "0 - - - - - - -"},
-        {"Technology=u:3", "0 - - - - - - -"},
-        {"Technology=s:lte ReferenceSignalReceivedPower=y:0", "3 - - - - - - 141"},
-        {"Technology=s:lte ReferenceSignalReceivedPower=y:97", "3 - - - - - - 44"},
-        {"Technology=s:lte ReferenceSignalReceivedPower=y:98 Strength=y:1", "3 - - - - - - -"},
-        {"Technology=s:umts ReceivedSignalCodePower=y:96", "2 - - - - - - 25"},
-        {"Technology=s:umts ReceivedSignalCodePower=y:97", "2 - - - - - - -"},
-        {"Technology=s:gsm ReceivedSignalStrength=y:63", "1 - - - - - - 48"},
-        {"Technology=s:gsm ReceivedSignalStrength=y:64", "1 - - - - - - -"},
-        {"Technology=s:gsm ReceivedSignalStrength=u:40 Strength=y:1", "1 - - - - - - -"},
-        {"Technology=s:gsm Strength=y:0", "1 - - - - - - 113"},
-        {"Technology=s:umts Strength=y:31", "2 - - - - - - 51"},
-        {"Technology=s:lte Strength=y:32", "3 - - - - - - -"},
-        {"Technology=s:gsm ReferenceSignalReceivedPower=y:40 Strength=y:1", "1 - - - - - - 111"},
-        {"MobileCountryCode=s:25x MobileNetworkCode=s:0x1", "0 - - - - - - -"},
-        {"MobileCountryCode=s:-1 MobileNetworkCode=s:+1", "0 - - - - - - -"},
-        {"MobileCountryCode=s: MobileNetworkCode=s:٢", "0 - - - - - - -"},
-        {"MobileCountryCode=s:99999999999 MobileNetworkCode=u:1", "0 - - - - - - -"},
-        {"CellId=u:2147483646 LocationAreaCode=u:7 TrackingAreaCode=s:7",
+        {"Technology s nr CellId u 5 Strength y 10", "0 - - 5 - - - 93"},
+        {"Technology s LTE", "0 - - - - - - -"},
+        {"Technology u 3", "0 - - - - - - -"},
+        {"Technology s lte ReferenceSignalReceivedPower y 0", "3 - - - - - - 141"},
+        {"Technology s lte ReferenceSignalReceivedPower y 97", "3 - - - - - - 44"},
+        {"Technology s lte ReferenceSignalReceivedPower y 98 Strength y 1", "3 - - - - - - -"},
+        {"Technology s umts ReceivedSignalCodePower y 96", "2 - - - - - - 25"},
+        {"Technology s umts ReceivedSignalCodePower y 97", "2 - - - - - - -"},
+        {"Technology s gsm ReceivedSignalStrength y 63", "1 - - - - - - 48"},
+        {"Technology s gsm ReceivedSignalStrength y 64", "1 - - - - - - -"},
+        {"Technology s gsm ReceivedSignalStrength u 40 Strength y 1", "1 - - - - - - -"},
+        {"Technology s gsm Strength y 0", "1 - - - - - - 113"},
+        {"Technology s umts Strength y 31", "2 - - - - - - 51"},
+        {"Technology s lte Strength y 32", "3 - - - - - - -"},
+        {"Technology s gsm ReferenceSignalReceivedPower y 40 Strength y 1", "1 - - - - - - 111"},
+        {"MobileCountryCode s 25x MobileNetworkCode s 0x1", "0 - - - - - - -"},
+        {"MobileCountryCode s -1 MobileNetworkCode s +1", "0 - - - - - - -"},
+        {"MobileCountryCode s  MobileNetworkCode s ٢", "0 - - - - - - -"},
+        {"MobileCountryCode s 99999999999 MobileNetworkCode u 1", "0 - - - - - - -"},
+        {"CellId u 2147483646 LocationAreaCode u 7 TrackingAreaCode s 7",
             "0 - - 2147483646 - - - -"},
-        {"Technology=s:lte CellId=u:2147483648", "3 - - - - - - -"},
-        {"CellId=q:17", "0 - - - - - - -"},
+        {"Technology s lte CellId u 2147483648", "3 - - - - - - -"},
+        {"CellId q 17", "0 - - - - - - -"},
     };
     QVector<SimulatedModem> modems;
     for (const auto &row : rows)
@@ -222,11 +206,11 @@ void Platform::cells()
 void Platform::neighbours()
 {
     m_phone->ofono.setModems({
-        modem("/b", "Technology=s:gsm CellId=u:1 MobileCountryCode=s:250 MobileNetworkCode=s:02",
-            {properties("Technology=s:gsm CellId=u:2"),
-                properties("CellId=u:3 MobileCountryCode=s:262 MobileNetworkCode=s:1"),
-                properties("CellId=u:4 MobileCountryCode=u:262 MobileNetworkCode=s:x")}),
-        modem("/a", "CellId=u:5", {properties("CellId=u:6")}),
+        modem("/b", "Technology s gsm CellId u 1 MobileCountryCode s 250 MobileNetworkCode s 02",
+            {properties("Technology s gsm CellId u 2"),
+                properties("CellId u 3 MobileCountryCode s 262 MobileNetworkCode s 1"),
+                properties("CellId u 4 MobileCountryCode u 262 MobileNetworkCode s x")}),
+        modem("/a", "CellId u 5", {properties("CellId u 6")}),
     });
     QVERIFY(m_phone->ofono.start());
     QVERIFY(waitUntil([&] { return m_cells->cells().size() == 6; }, deadline));
@@ -242,8 +226,8 @@ void Platform::neighbours()
 void Platform::modems()
 {
     SimulatedOfono &ofono = m_phone->ofono;
-    const SimulatedModem first = modem("/ril_0", "CellId=u:1", {properties("CellId=u:2")});
-    const SimulatedModem second = modem("/ril_1", "CellId=u:9");
+    const SimulatedModem first = modem("/ril_0", "CellId u 1", {properties("CellId u 2")});
+    const SimulatedModem second = modem("/ril_1", "CellId u 9");
     ofono.setModems({first});
     QVERIFY(ofono.start());
     QVERIFY(see(QStringLiteral("1 2||")));
@@ -262,11 +246,11 @@ void Platform::modems()
 
     // The registration tells; nobody asks for the cells meanwhile.
     const int asked = ofono.callCount(neighboursCall);
-    ofono.setModems({modem("/ril_0", "CellId=u:3", {properties("CellId=u:4")})});
+    ofono.setModems({modem("/ril_0", "CellId u 3", {properties("CellId u 4")})});
     QVERIFY(waitUntil([&] { return ofono.callCount(neighboursCall) > asked; }, deadline));
     QVERIFY(see(QStringLiteral("3 4||")));
     // Nothing is announced; the question itself has the modem asked again.
-    ofono.setModems({modem("/ril_0", "CellId=u:3", {properties("CellId=u:5")})});
+    ofono.setModems({modem("/ril_0", "CellId u 3", {properties("CellId u 5")})});
     QVERIFY(see(QStringLiteral("3 5||")));
 }
 
@@ -298,7 +282,7 @@ void Platform::failingModem()
     const QString call = tag.section(QLatin1Char(' '), 0, 0);
     const QString error = tag.section(QLatin1Char(' '), 1);
     SimulatedOfono &ofono = m_phone->ofono;
-    ofono.setModems({modem("/ril_0", "CellId=u:1", {properties("CellId=u:2")})});
+    ofono.setModems({modem("/ril_0", "CellId u 1", {properties("CellId u 2")})});
     QVERIFY(ofono.start());
     QVERIFY(see(QStringLiteral("1 2||")));
 
@@ -320,8 +304,8 @@ void Platform::failingListings()
 {
     const QString getModems = QStringLiteral("GetModems");
     const QString getServices = QStringLiteral("GetServices");
-    m_phone->ofono.setModems({modem("/ril_0", "CellId=u:1")});
-    m_phone->connMan.setServices({object("/w", "Type=s:wifi BSSID=s:a Strength=y:10")});
+    m_phone->ofono.setModems({modem("/ril_0", "CellId u 1")});
+    m_phone->connMan.setServices({object("/w", "Type s wifi BSSID s a Strength y 10")});
     m_phone->ofono.answerError(getModems, QStringLiteral("org.example.Error.Broken"));
     m_phone->connMan.answerWith(getServices, {17U});
     QVERIFY(m_phone->start());
@@ -339,12 +323,12 @@ void Platform::failingListings()
 void Platform::wlanServices()
 {
     SimulatedConnMan &connMan = m_phone->connMan;
-    const SimulatedObject a = object("/a", "Type=s:wifi BSSID=s:a Strength=y:10");
-    const SimulatedObject b = object("/b", "Type=s:wifi BSSID=s:b Strength=y:20");
-    SimulatedObject c = object("/c", "Type=s:wifi BSSID=s:c Strength=y:30");
-    connMan.setServices({a, object("/e", "Type=s:ethernet BSSID=s:ee Strength=y:100"), b,
-        object("/n", "Type=s:wifi"), object("/w", "Type=s:wifi BSSID=u:7 Strength=u:8"),
-        object("/u", "BSSID=s:uu Strength=y:3")});
+    const SimulatedObject a = object("/a", "Type s wifi BSSID s a Strength y 10");
+    const SimulatedObject b = object("/b", "Type s wifi BSSID s b Strength y 20");
+    SimulatedObject c = object("/c", "Type s wifi BSSID s c Strength y 30");
+    connMan.setServices({a, object("/e", "Type s ethernet BSSID s ee Strength y 100"), b,
+        object("/n", "Type s wifi"), object("/w", "Type s wifi BSSID u 7 Strength u 8"),
+        object("/u", "BSSID s uu Strength y 3")});
     QVERIFY(connMan.start());
     QVERIFY(see(QStringLiteral("|a@10 b@20 @0 @0|")));
     QCOMPARE(m_networks->getAvailableServices(QStringLiteral("ethernet")).size(), 1);
@@ -385,7 +369,7 @@ void Platform::serviceLifecycle()
         m_phone->connMan.setServices({object("/w", wlan)});
         m_phone->mce.setLockMode(QString::fromLatin1(lockMode));
     };
-    fill("CellId=u:1", "Type=s:wifi BSSID=s:a Strength=y:10", "locked");
+    fill("CellId u 1", "Type s wifi BSSID s a Strength y 10", "locked");
     QCOMPARE(seen(), QStringLiteral("||"));
     QVERIFY(m_phone->start());
     QVERIFY(see(QStringLiteral("1|a@10|locked")));
@@ -395,15 +379,15 @@ void Platform::serviceLifecycle()
     m_phone->mce.stop();
     QVERIFY(see(QStringLiteral("||")));
     // Less is told the second time: nothing of the past may shine through.
-    fill("Strength=y:1", "Type=s:wifi", "silent-locked");
+    fill("Strength y 1", "Type s wifi", "silent-locked");
     QVERIFY(m_phone->start());
     QVERIFY(see(QStringLiteral("2147483647|@0|locked")));
 }
 
 void Platform::wrongArguments()
 {
-    m_phone->ofono.setModems({modem("/ril_0", "CellId=u:1")});
-    m_phone->connMan.setServices({object("/w", "Type=s:wifi BSSID=s:a Strength=y:10")});
+    m_phone->ofono.setModems({modem("/ril_0", "CellId u 1")});
+    m_phone->connMan.setServices({object("/w", "Type s wifi BSSID s a Strength y 10")});
     QVERIFY(m_phone->start());
     QVERIFY(see(QStringLiteral("1|a@10|")));
 
@@ -420,7 +404,7 @@ void Platform::wrongArguments()
         {QVariant::fromValue(SimulatedObjects())});
     send(m_phone->ofono, "/", "org.ofono.Manager", "ModemRemoved", {text});
     // Whatever comes after this has overtaken none of the above.
-    m_phone->ofono.setModems({modem("/ril_0", "CellId=u:2")});
+    m_phone->ofono.setModems({modem("/ril_0", "CellId u 2")});
     m_phone->connMan.changeProperty(
         QStringLiteral("/w"), QStringLiteral("BSSID"), QStringLiteral("b"));
     m_phone->mce.setLockMode(QStringLiteral("locked-dim"));

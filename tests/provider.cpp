@@ -33,18 +33,6 @@ const QString positionChanged = QStringLiteral("PositionChanged");
 const QString addReference = QStringLiteral("AddReference");
 const QString removeReference = QStringLiteral("RemoveReference");
 
-int statusOf(BusClient &client)
-{
-    return client.call(QStringLiteral("GetStatus")).arguments().value(0, -1).toInt();
-}
-
-QMap<QString, QString> eagerSettings()
-{
-    return {{QStringLiteral("apikey"), DaemonFixture::knownKey},
-        {QStringLiteral("enable_request_filter"), QStringLiteral("false")},
-        {QStringLiteral("update_interval"), QStringLiteral("1")}};
-}
-
 // The Geoclue interfaces of introspection data in alphabetical order: a method or signal a line,
 // with the attributes of all inside it.
 QString describe(const QString &introspection)
@@ -78,7 +66,7 @@ void Provider::introduces()
 {
     DaemonFixture fixture;
     QVERIFY(fixture.start());
-    QCOMPARE(statusOf(fixture.client), 2);
+    QCOMPARE(fixture.client.status(), 2);
     const QDBusMessage info = fixture.client.call(QStringLiteral("GetProviderInfo"));
     QCOMPARE(info.signature(), QStringLiteral("ss"));
     QCOMPARE(info.arguments(),
@@ -109,6 +97,8 @@ void Provider::startsWithoutSettings()
     DaemonFixture fixture;
     QVERIFY(fixture.daemon.start());
     QVERIFY(fixture.daemon.waitForEnd(longDeadline));
+    QVERIFY(!fixture.daemon.crashed());
+    QCOMPARE(fixture.daemon.exitCode(), 0);
     const QStringList &log = fixture.daemon.log();
     const int line = log.indexOf(QStringLiteral("critical: Error reading config file"));
     QVERIFY(line > 0);
@@ -124,7 +114,7 @@ void Provider::countsReferences()
     BusClient &first = fixture.client;
     BusClient second(fixture.bus.address());
     fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-    QVERIFY(fixture.start(eagerSettings()));
+    QVERIFY(fixture.start(DaemonFixture::unfiltered()));
     QVERIFY(first.waitForSignal(statusChanged));
     first.forget();
     first.call(addReference);
@@ -141,12 +131,12 @@ void Provider::countsReferences()
     }
     for (BusClient *client : {&first, &first, &first}) // once more than it added
         client->call(removeReference);
-    QCOMPARE(statusOf(second), 3);
+    QCOMPARE(second.status(), 3);
     QVERIFY(second.waitForSignal(positionChanged, 3)); // by the timer
     second.forget();
     second.call(removeReference);
     second.call(removeReference);
-    QCOMPARE(statusOf(second), 1);
+    QCOMPARE(second.status(), 1);
     QCOMPARE(second.argumentsOf(statusChanged), QVariantList{1});
     QCOMPARE(fixture.daemon.logCount(QStringLiteral("debug: StatusUnavailable")), 1);
     QVERIFY(!second.waitForSignal(positionChanged, 1, 6s));
@@ -170,7 +160,7 @@ void Provider::endsWhenUnused()
         one.act = act;
         one.statusAtEnd = status;
         one.fixture.service.replyAlways(ServiceReply::position(1, 2, 3));
-        QVERIFY(one.fixture.start(eagerSettings()));
+        QVERIFY(one.fixture.start(DaemonFixture::unfiltered()));
         if (reference)
             one.fixture.client.call(addReference);
     };
@@ -185,12 +175,12 @@ void Provider::endsWhenUnused()
     add(false, checkKey, 2);
     QVERIFY(!QTest::currentTestFailed());
     DaemonFixture held;
-    QVERIFY(held.start(eagerSettings()));
+    QVERIFY(held.start(DaemonFixture::unfiltered()));
     held.client.call(addReference);
     DaemonFixture unused;
     QElapsedTimer sinceStart;
     sinceStart.start();
-    QVERIFY(unused.start(eagerSettings()));
+    QVERIFY(unused.start(DaemonFixture::unfiltered()));
 
     QTest::qWait(4000); // enough to tell an end from one that was not put off
     const DaemonFixture &left = cases.front()->fixture;
@@ -200,7 +190,7 @@ void Provider::endsWhenUnused()
     for (const auto &one : cases) {
         one->client = std::make_unique<BusClient>(one->fixture.bus.address());
         one->act(one->fixture);
-        QCOMPARE(statusOf(*one->client), one->statusAtEnd);
+        QCOMPARE(one->client->status(), one->statusAtEnd);
     }
     checkKey(held);
 
@@ -219,7 +209,7 @@ void Provider::endsWhenUnused()
     // Positioning goes on for a client that may come back.
     QVERIFY(left.service.requests().size() > requestsAtLeave + 10);
     QVERIFY(held.daemon.isRunning());
-    QCOMPARE(statusOf(held.client), 2);
+    QCOMPARE(held.client.status(), 2);
 }
 
 QTEST_GUILESS_MAIN(Provider)

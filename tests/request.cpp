@@ -117,10 +117,10 @@ std::unique_ptr<DaemonFixture> Request::started(bool filtered)
 {
     auto fixture = std::make_unique<DaemonFixture>();
     fixture->service.replyAlways(goodReply);
-    const bool running = fixture->start({{QStringLiteral("apikey"), DaemonFixture::knownKey},
-        {QStringLiteral("update_interval"), QStringLiteral("1")},
-        {QStringLiteral("enable_request_filter"),
-            filtered ? QStringLiteral("true") : QStringLiteral("false")}});
+    QMap<QString, QString> options = DaemonFixture::unfiltered();
+    if (filtered)
+        options.remove(QStringLiteral("enable_request_filter"));
+    const bool running = fixture->start(options);
     return running ? std::move(fixture) : nullptr;
 }
 

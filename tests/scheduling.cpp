@@ -8,8 +8,6 @@
 #include <QElapsedTimer>
 #include <QTest>
 
-#include <limits>
-
 using namespace std::chrono_literals;
 
 namespace {
@@ -45,17 +43,14 @@ public:
     {
         if (age != noCache) {
             const qint64 timestampMs = QDateTime::currentMSecsSinceEpoch() - age.count();
-            const double unset = std::numeric_limits<double>::quiet_NaN();
-            QFile file(daemon.cachePath());
-            file.open(QIODevice::WriteOnly);
-            file.write(
-                ReportedPosition{3, static_cast<int>(timestampMs / 1000), 5, 6, unset, 4, 7, 0}
-                    .cacheBytes());
+            const int timestamp = static_cast<int>(timestampMs / 1000);
+            daemon.writeCache(ReportedPosition{3, timestamp, 5, 6, qQNaN(), 4, 7, 0}.cacheBytes());
         }
-        const bool running = start(
-            {{QStringLiteral("apikey"), knownKey}, {intervalOption, QString::fromLatin1(interval)},
-                {QStringLiteral("enable_request_filter"),
-                    filtered ? QStringLiteral("true") : QStringLiteral("false")}});
+        QMap<QString, QString> options = unfiltered();
+        options[intervalOption] = QString::fromLatin1(interval);
+        if (filtered)
+            options.remove(QStringLiteral("enable_request_filter"));
+        const bool running = start(options);
         startTime = QDateTime::currentDateTimeUtc();
         client.call(addReference);
         return running;
