@@ -6,9 +6,7 @@
 #include "privatebus.h"
 
 #include <QCoreApplication>
-#include <QDBusVariant>
 #include <QDataStream>
-#include <QHash>
 
 #include <cstdio>
 
@@ -18,25 +16,6 @@ void dropUnlessFatal(QtMsgType type, const QMessageLogContext & /*context*/, con
 {
     if (type == QtFatalMsg)
         std::fprintf(stderr, "%s\n", qUtf8Printable(text));
-}
-
-// The types of a dictionary's values by their letters on the bus; "A" is an array of bytes.
-const QHash<char, int> busTypes = {{'y', QMetaType::UChar}, {'b', QMetaType::Bool},
-    {'n', QMetaType::Short}, {'q', QMetaType::UShort}, {'i', QMetaType::Int},
-    {'u', QMetaType::UInt}, {'x', QMetaType::LongLong}, {'t', QMetaType::ULongLong},
-    {'d', QMetaType::Double}, {'s', QMetaType::QString}, {'A', QMetaType::QByteArray}};
-
-QVariant busValue(char type, const QString &text)
-{
-    if (type == 'v')
-        return QVariant::fromValue(QDBusVariant(text));
-    if (type == 'D')
-        return QVariantMap{{text, text}};
-    if (!busTypes.contains(type))
-        return text.split(QLatin1Char(','));
-    QVariant value = text;
-    value.convert(busTypes.value(type));
-    return value;
 }
 
 } // namespace
@@ -72,14 +51,5 @@ QByteArray bits(const Position &position)
         << position.fields << position.latitude << position.longitude << position.altitude
         << position.timestamp << position.accuracy.level << position.accuracy.horizontal
         << position.accuracy.vertical;
-    return result;
-}
-
-QVariantMap dictionary(const QList<QByteArray> &words)
-{
-    QVariantMap result;
-    for (int i = 0; i + 2 < words.size(); i += 3)
-        result.insert(QString::fromUtf8(words[i]),
-            busValue(*words[i + 1].constData(), QString::fromUtf8(words[i + 2])));
     return result;
 }

@@ -6,8 +6,6 @@
 #include "dbus/position.h"
 
 #include <QByteArray>
-#include <QList>
-#include <QVariantMap>
 
 // Gives the process an application object, a bus of its own as the system bus, and silence. Its
 // files are those of the sandboxed daemon: below the working directory.
@@ -21,7 +19,3 @@ void processEvents();
 
 // The members of a position, bit by bit, so that NaN equals itself.
 QByteArray bits(const Position &position);
-
-// A dictionary as a bus peer might send it. Each three words are a name, a type letter of D-Bus
-// ("D" for a dictionary within, "a" for a list of texts) and a value.
-QVariantMap dictionary(const QList<QByteArray> &words);

@@ -9,6 +9,7 @@
 #include "positioning/positionadaptor.h"
 #include "privatemember.h"
 #include "provider/ondravexa.h"
+#include "simulatedtypes.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -141,7 +142,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     if (end >= 0) {
         const QVariantMap values = withoutNewKey(
-            dictionary(input.mid(end + 5).split('\n')), (provider.*member(Adaptor()))->apiKey());
+            busDictionary(input.mid(end + 5).split('\n')), (provider.*member(Adaptor()))->apiKey());
         const QDBusMessage reply = call(QStringLiteral("SetOptions"), {values});
         require(reply.type() == QDBusMessage::ReplyMessage, "options are taken");
         requireSoundState(provider);
