@@ -152,6 +152,8 @@ void Client::watches()
     QVERIFY(run.waitForOutput("\"republished\":false"));
     fixture.client.call(QStringLiteral("AddReference")); // has it published again
     QVERIFY(run.waitForOutput("\"republished\":true"));
+    fixture.client.setOptions({{QStringLiteral("keep_requests"), 0}});
+    QVERIFY(run.waitForOutput("keep_requests"));
     fixture.daemon.kill();
     QVERIFY(run.waitForOutput("\"present\":false"));
     fixture.service.replyAlways(ServiceReply::position(4, 5, 6));
@@ -165,6 +167,7 @@ void Client::watches()
 {"event":"status","status":"available"}
 {"accuracy":3,"event":"position","latitude":1,"longitude":2,"republished":false}
 {"accuracy":3,"event":"position","latitude":1,"longitude":2,"republished":true}
+{"event":"options","options":{"keep_requests":"0"}}
 {"event":"provider","present":false}
 {"event":"provider","present":true}
 {"event":"status","status":"acquiring"}

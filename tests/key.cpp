@@ -118,6 +118,14 @@ void Key::checksNothing()
     QCOMPARE(fixture.client.argumentsOf(optionsChanged),
         (QVariantList{QVariantMap(), QVariantMap{{apiKey, QString()}}, QVariantMap(),
             QVariantMap{{apiKey, DaemonFixture::knownKey}}}));
+
+    for (const QVariant &unusable :
+        {QVariant(QString(5000, QLatin1Char('k'))), QVariant(QStringList{newKey})}) {
+        const QDBusMessage reply = fixture.client.setOptions({{apiKey, unusable}});
+        QCOMPARE(reply.errorMessage(), QStringLiteral("Provided API key is invalid"));
+        QCOMPARE(storedKey(fixture.client), DaemonFixture::knownKey);
+    }
+    QCOMPARE(fixture.service.requests().size(), 1);
 }
 
 void Key::cutsKeyInKey()

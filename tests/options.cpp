@@ -158,6 +158,13 @@ void Options::failsToWrite()
     QVERIFY(QDir().rmdir(m_fixture.daemon.settingsPath()));
     m_fixture.daemon.writeRawSettings(startContent);
     QCOMPARE(client.options(), startOptions());
+
+    // Beside a line that is none the value is written all the same.
+    m_fixture.daemon.writeRawSettings("no line\n" + startContent);
+    QCOMPARE(client.setOptions(options).type(), QDBusMessage::ReplyMessage);
+    QVERIFY(m_fixture.daemon.waitForLog(
+        QStringLiteral("warning: Error writing to config file with error: 2"), 0s));
+    QCOMPARE(client.options().value(options.firstKey()), QVariant(QStringLiteral("5")));
 }
 
 void Options::startsWithUnreadableFile()
