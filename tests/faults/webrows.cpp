@@ -24,8 +24,15 @@ bool isNamed(const PhoneService &service, const char *name)
 // Whether a request shows the content of the phone's service; 0 for none.
 bool shows(Scene &scene, const PhoneService &service, int content)
 {
-    if (service.section == nullptr) // a locked phone asks for no positions
-        return scene.seesRequest();
+    if (service.section == nullptr) {
+        // Content 2 is a locked phone, which asks for no positions, apart from what was under way.
+        const bool locked = content == 2;
+        scene.phone.mce.setLockMode(locked ? QStringLiteral("locked") : QStringLiteral("unlocked"));
+        const bool shown
+            = waitUntil([&] { return scene.seesRequest(2200ms) != locked; }, longDeadline);
+        scene.phone.mce.setLockMode(QStringLiteral("unlocked"));
+        return shown;
+    }
     const auto seen = [&] {
         const QJsonValue section = scene.web.lastRequest().value(QLatin1String(service.section));
         const QJsonValue cell = section[QLatin1String("cellTowers")][0];
@@ -58,7 +65,7 @@ void failService(Scene &scene, const PhoneService &service, const PlatformFault 
     scene.setWlans(2);
     scene.heal();
     QVERIFY(shows(scene, service, 2));
-    scene.note(QStringLiteral("once the service is well, its new content counts"));
+    scene.note(QStringLiteral("once the service is well, what it says counts"));
 }
 
 void floodFromService(Scene &scene, const PhoneService &service)
