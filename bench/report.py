@@ -59,7 +59,7 @@ class Bench:
             (self.report / f"{section}.json").write_text(output)
             setattr(self, section, json.loads(output))
         say("parts of a cycle")
-        self.parts = self.measure_parts()
+        self.parts, self.ratios = self.measure_parts()
         say("instructions")
         self.instructions = {name: self.count_start(program) for name, program in self.programs().items()}
         self.request = self.profile("PositionAdaptor::sendRequest()", "build request/1000")
@@ -76,11 +76,15 @@ class Bench:
         out = self.report / "parts.json"
         run(self.build / "bench/ondravexa-cycle-parts", "--benchmark_min_time=0.05",
             f"--benchmark_out={out}", "--benchmark_out_format=json", stderr=subprocess.DEVNULL)
-        parts = {}
+        parts, ratios = {}, {}
+        floors = {"build request": "JSON writer", "handle reply": "JSON parser"}
         for each in json.loads(out.read_text())["benchmarks"]:
-            name, size = each["name"].split("/")[:2]
-            parts[name, int(size)] = each["median_ns"] / 1000
-        return parts
+            name, size = each["name"].split("/")[0], int(each["name"].split("/")[1])
+            parts[name, size] = each["median_ns"] / 1000
+            if name in floors:
+                parts[floors[name], size] = each["floor_ns"] / 1000
+                ratios[name, size] = each["ratio"]
+        return parts, ratios
 
     def count_start(self, program):
         """Instructions until the program waits for the bus."""
@@ -133,9 +137,6 @@ class Bench:
         memory = self.process["memory"]
         return memory[DAEMON]["privateDirtyKib"] / memory[other]["privateDirtyKib"]
 
-    def part_ratio(self, part, base, size):
-        return self.parts[part, size] / self.parts[base, size]
-
     def targets(self):
         trips = self.bus["roundTrip"]
         idle = self.process["wakeUpsPerMinute"][DAEMON]
@@ -154,11 +155,11 @@ class Bench:
         rows.append(("building a request of 1000 entries, to the JSON writer, instructions", self.request_instructions(), 2))
         for size in SIZES:
             rows.append((f"building a request of {size} entries, to the JSON writer",
-                         self.part_ratio("build request", "write JSON", size), 2))
+                         self.ratios["build request", size], 2))
         rows.append(("handling a usual reply, to the JSON parser, instructions", self.reply_instructions(), 2))
         for size in (0, *SIZES):
             rows.append((f"handling a reply with {size} further entries, to the JSON parser",
-                         self.part_ratio("handle reply", "parse JSON", size), 2))
+                         self.ratios["handle reply", size], 2))
         for part in ("build request", "handle reply"):
             growth = self.parts[part, 10000] / self.parts[part, 1000] / 10
             rows.append((f"{part}: growth from 1000 to 10000 entries, to a linear one", growth, 1.25))
@@ -216,11 +217,11 @@ class Bench:
         part = lambda name, size: figure(self.parts[name, size])
         parts = table(("entries", "collect cells", "collect WLANs", "build request", "JSON writer alone", "ratio"), [
             (size, part("collect cells", size), part("collect WLANs", size), part("build request", size),
-             part("write JSON", size), f"{self.part_ratio('build request', 'write JSON', size):.2f}")
+             part("JSON writer", size), f"{self.ratios['build request', size]:.2f}")
             for size in SIZES])
         replies = table(("further entries", "handle reply", "JSON parser alone", "ratio"), [
-            (size, part("handle reply", size), part("parse JSON", size),
-             f"{self.part_ratio('handle reply', 'parse JSON', size):.2f}") for size in (0, *SIZES)])
+            (size, part("handle reply", size), part("JSON parser", size),
+             f"{self.ratios['handle reply', size]:.2f}") for size in (0, *SIZES)])
         whole = table(("entries", "tick to last byte sent", "last byte of the reply to `PositionChanged`", "bytes per cycle"), [
             (size, figure(median(self.cycle[str(size)]["sending"]) * 1000),
              figure(median(self.cycle[str(size)]["publishing"]) * 1000),
@@ -251,7 +252,7 @@ class Bench:
                   + ", ".join(f"'cycle.dat' using 1:{column} with linespoints title '{title}'" for column, title in
                               ((2, "build request"), (3, "JSON writer"), (4, "handle reply"), (5, "JSON parser"),
                                (6, "daemon: tick to last byte"))),
-                  [(size, *(self.parts[part, size] for part in ("build request", "write JSON", "handle reply", "parse JSON")),
+                  [(size, *(self.parts[part, size] for part in ("build request", "JSON writer", "handle reply", "JSON parser")),
                     median(self.cycle[str(size)]["sending"]) * 1000) for size in SIZES])
         names = (FLOOR, NETWORK_FLOOR, DAEMON, DESKTOP)
         self.plot("start", "set style fill solid 0.6; set boxwidth 0.6; set yrange [0:*]; set multiplot layout 1,2; unset key; "

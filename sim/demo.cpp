@@ -71,7 +71,8 @@ bool Demo::start()
     m_screen << QStringLiteral(
         "A walk of %1 s through a town on no map, %2 times as fast as on foot.\n")
                     .arg(std::lround(m_walk.roundTime().count()))
-                    .arg(speedUp);
+                    .arg(speedUp)
+             << "Its bus: DBUS_SYSTEM_BUS_ADDRESS=" << m_stage.bus.address() << '\n';
     m_stage.phone.see(m_city.viewFrom(m_walk.placeAt(Seconds(0))));
     const bool running = m_stage.start({{QStringLiteral("apikey"), DaemonFixture::knownKey},
         {QStringLiteral("update_interval"), QString::number(updateIntervalSecs)},

@@ -17,6 +17,7 @@ bool isNotReachable(const QDBusError &error)
     case QDBusError::TimedOut:
     case QDBusError::Disconnected:
     case QDBusError::NoServer:
+    case QDBusError::UnknownObject: // it is about to end
         return true;
     default:
         // The bus could not start the provider, by itself or through the service manager.

@@ -14,11 +14,16 @@ namespace {
 
 QJsonObject wifiAccessPoint(const QString &bssid, const WlanRecord &record)
 {
-    return {
-        {QStringLiteral("ageMs"), ageMs(record.firstSeen)},
-        {QStringLiteral("macAddress"), bssid},
-        {QStringLiteral("signalStrengthDBm"), record.signalDbm},
-    };
+    const QString age = QStringLiteral("ageMs");
+    const QString address = QStringLiteral("macAddress");
+    const QString signal = QStringLiteral("signalStrengthDBm");
+    // To fill in a copy takes less time than a new object.
+    static const QJsonObject form{{age, 0}, {address, QString()}, {signal, 0}};
+    QJsonObject accessPoint = form;
+    accessPoint.insert(age, ageMs(record.firstSeen));
+    accessPoint.insert(address, bssid);
+    accessPoint.insert(signal, record.signalDbm);
+    return accessPoint;
 }
 
 } // namespace
