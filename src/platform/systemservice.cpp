@@ -12,7 +12,10 @@
 #include <QDBusVariant>
 #include <QDebug>
 
-SystemService::SystemService(const QString &name, QObject *parent) : QObject(parent), m_name(name)
+#include <utility>
+
+SystemService::SystemService(QString name, QObject *parent)
+    : QObject(parent), m_name(std::move(name))
 {
     // The process has its own name first: whoever had it started waits for that.
     QMetaObject::invokeMethod(this, "begin", Qt::QueuedConnection);

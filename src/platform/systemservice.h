@@ -37,7 +37,7 @@ public:
     /// How long an answer may take; the default of the D-Bus reference library.
     static constexpr std::chrono::milliseconds callTimeout{25000};
 
-    SystemService(const QString &name, QObject *parent);
+    SystemService(QString name, QObject *parent);
 
     /// Has signalReceived() emitted for a signal of the service; to be called before the event loop
     /// runs. An empty path stands for every

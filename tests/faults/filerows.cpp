@@ -156,6 +156,23 @@ void lockSettings(Scene &scene)
     scene.note(QStringLiteral("the call is answered after %1 s").arg(waiting.elapsed() / 1000));
 }
 
+void removeSettings(Scene &scene)
+{
+    QVERIFY(scene.daemon.start());
+    QVERIFY(scene.seesLog(QStringLiteral("Error reading config file")));
+    QVERIFY(scene.daemon.waitForEnd(longDeadline));
+    QCOMPARE(scene.daemon.exitCode(), 0);
+    scene.note(QStringLiteral("exit status 0"));
+}
+
+void directoryForSettings(Scene &scene)
+{
+    QVERIFY(QDir().mkpath(scene.daemon.settingsPath()));
+    QVERIFY(scene.beginAsIs());
+    QCOMPARE(scene.client.options(), QVariantMap());
+    scene.note(QStringLiteral("no option is known, defaults apply"));
+}
+
 void startWithCache(Scene &scene, const QByteArray &content)
 {
     scene.daemon.writeCache(content);
@@ -233,6 +250,9 @@ QVector<Row> fileRows()
     using Speed = Row::Speed;
     using After = Row::After;
     return {
+        {QStringLiteral("settings missing"), removeSettings, Speed::Quick, After::Ended},
+        {QStringLiteral("a directory in place of the settings"), directoryForSettings, Speed::Quick,
+            After::Answers},
         {QStringLiteral("settings empty"), [](Scene &scene) { startWithSettings(scene, {}); },
             Speed::Quick, After::Answers},
         {QStringLiteral("settings are noise"),

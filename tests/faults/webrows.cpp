@@ -154,6 +154,18 @@ void refuse(Scene &scene)
     scene.heal();
 }
 
+void leaveGlobe(Scene &scene)
+{
+    scene.web.answer(withStatus("200 OK", R"({"location":{"latitude":1e300,"longitude":-5000}})"));
+    QVERIFY(scene.begin());
+    QVERIFY(scene.client.waitForSignal(QStringLiteral("PositionChanged")));
+    const ReportedPosition now = scene.client.position();
+    QCOMPARE(now.latitude, 1e300);
+    QCOMPARE(now.longitude, -5000.0);
+    scene.note(QStringLiteral("published as the service says"));
+    scene.heal();
+}
+
 void hideHost(Scene &scene)
 {
     QMap<QString, QString> options = scene.settings();
@@ -228,6 +240,7 @@ QVector<Row> platformRows()
 QVector<Row> webRows()
 {
     QVector<Row> rows{{QStringLiteral("refuses the connection"), refuse},
+        {QStringLiteral("coordinates outside the globe"), leaveGlobe},
         {QStringLiteral("has a name that nobody knows"), hideHost, Row::Speed::Quick,
             Row::After::Answers}};
     for (const WebFault &fault : webFaults())
