@@ -86,11 +86,13 @@ QVariantMap options()
     return requireTexts(reply);
 }
 
-// A new key would be put to the web service; all others are for SetOptions alone.
+// A new key would be put to the web service, and what is no text is refused; all others are for
+// SetOptions alone.
 QVariantMap withoutNewKey(QVariantMap values, const QString &currentKey)
 {
-    const QString key = values.value(apiKeyOption).toString();
-    if (!key.isEmpty() && key != currentKey)
+    const QVariant key = values.value(apiKeyOption);
+    const bool isEmptied = key.userType() == QMetaType::QString && key.toString().isEmpty();
+    if (!isEmptied && key != currentKey)
         values.remove(apiKeyOption);
     return values;
 }
