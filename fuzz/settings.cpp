@@ -91,8 +91,8 @@ QVariantMap options()
 QVariantMap withoutNewKey(QVariantMap values, const QString &currentKey)
 {
     const QVariant key = values.value(apiKeyOption);
-    const bool isEmptied = key.userType() == QMetaType::QString && key.toString().isEmpty();
-    if (!isEmptied && key != currentKey)
+    const bool isText = key.userType() == QMetaType::QString;
+    if (!isText || (!key.toString().isEmpty() && key.toString() != currentKey))
         values.remove(apiKeyOption);
     return values;
 }

@@ -110,6 +110,8 @@ void LyingService::respond(QSslSocket *socket, int serial)
     m_positions.append(serial);
     socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
         + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+    // Given is given, also when the service refuses from the next moment on.
+    socket->flush();
 }
 
 void LyingService::send(QSslSocket *socket, const RawReply &reply)
