@@ -17,8 +17,21 @@
 SystemService::SystemService(QString name, QObject *parent)
     : QObject(parent), m_name(std::move(name))
 {
+    QDBusConnection bus = QDBusConnection::systemBus();
+    auto *watcher
+        = new QDBusServiceWatcher(m_name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
+
+    // Not later: once signals are delivered, the connection's thread notes the names that the process
+    // got, and a call that begins meanwhile reads them without a lock.
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("GetNameOwner"));
+    call << m_name;
+    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
     // The process has its own name first: whoever had it started waits for that.
-    QMetaObject::invokeMethod(this, "begin", Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "subscribe", Qt::QueuedConnection);
 }
 
 void SystemService::listen(const QString &path, const QString &interface, const QString &signal,
@@ -31,25 +44,14 @@ void SystemService::listen(const QString &path, const QString &interface, const 
         m_rules.append({path, interface, signal, {argument}});
 }
 
-void SystemService::begin()
+// No sender in a rule, not even its unique name: the connection would ask the bus who owns it, and
+// wait for the answer. Signals are told apart when they arrive.
+void SystemService::subscribe()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    auto *watcher
-        = new QDBusServiceWatcher(m_name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
-
-    // No sender in a rule, not even its unique name: the connection would ask the bus who owns it,
-    // and wait for the answer. Signals are told apart when they arrive.
     for (const Rule &rule : qAsConst(m_rules))
         bus.connect({}, rule.path, rule.interface, rule.signal, rule.arguments, QString(), this,
             SLOT(relay(QDBusMessage)));
-
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("GetNameOwner"));
-    call << m_name;
-    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
 }
 
 void SystemService::takeOwner(const QDBusMessage &reply)

@@ -84,7 +84,7 @@ Q_SIGNALS:
     void signalReceived(const QDBusMessage &signal);
 
 private Q_SLOTS:
-    void begin();
+    void subscribe();
     void relay(const QDBusMessage &signal);
     void takeOwner(const QDBusMessage &reply);
     void missOwner(const QDBusError &error);
