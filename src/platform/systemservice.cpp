@@ -23,8 +23,8 @@ SystemService::SystemService(QString name, QObject *parent)
     connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
         [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
 
-    // Not later: once signals are delivered, the connection's thread notes the names that the process
-    // got, and a call that begins meanwhile reads them without a lock.
+    // Not later: once signals are delivered, the connection's thread notes the names that the
+    // process got, and a call that begins meanwhile reads them without a lock.
     QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
         QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
         QStringLiteral("GetNameOwner"));
