@@ -60,9 +60,8 @@ ExitStatus reportFailure(const QDBusError &error)
 
 ExitStatus reportSettingsFailure(const QDBusError &error)
 {
-    if (error.type() != QDBusError::AccessDenied) {
+    if (error.type() != QDBusError::AccessDenied)
         return reportFailure(error);
-    }
     printError(QStringLiteral("Access denied. Only root and the members of the group ")
         % QStringLiteral(ONDRAVEXA_SETTINGS_GROUP)
         % QStringLiteral(" may read or change the settings."));

@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "output.h"
 #include "provider.h"
+#include "secret.h"
 #include "settings.h"
 #include "status.h"
 #include "terminationsignals.h"
@@ -32,6 +33,8 @@ Commands:
   status             Print status, name, description and last known position.
   options            Print the settings, the API key masked.
   set KEY=VALUE...   Change settings; a new API key is checked before it is stored.
+  set apikey         Ask for the API key at the terminal, without echo, or read it
+                     from standard input, so that nobody else can see it.
 
 Settings: apikey, update_interval, background_update_interval, keep_requests,
 enable_request_filter.
@@ -69,23 +72,19 @@ QString commandError(const Invocation &invocation)
             % QStringLiteral("; --help says more.");
     }
     const bool isSet = invocation.command == QLatin1String("set");
-    if (isSet && invocation.assignments.isEmpty()) {
-        return QStringLiteral("set needs at least one KEY=VALUE.");
-    }
-    if (!isSet && !invocation.assignments.isEmpty()) {
+    if (isSet && invocation.assignments.isEmpty())
+        return QStringLiteral("set needs apikey or at least one KEY=VALUE.");
+    if (!isSet && !invocation.assignments.isEmpty())
         return invocation.command % QStringLiteral(" takes no arguments.");
-    }
     return {};
 }
 
 QString timeoutError(const Invocation &invocation)
 {
-    if (invocation.command != QLatin1String("where")) {
+    if (invocation.command != QLatin1String("where"))
         return QStringLiteral("--timeout belongs to where.");
-    }
-    if (invocation.timeoutSeconds < 1 || invocation.timeoutSeconds > maximumTimeoutSeconds) {
+    if (invocation.timeoutSeconds < 1 || invocation.timeoutSeconds > maximumTimeoutSeconds)
         return QStringLiteral("The time-out is whole seconds, 1 to %1.").arg(maximumTimeoutSeconds);
-    }
     return {};
 }
 
@@ -111,16 +110,13 @@ Invocation parseCommandLine()
         invocation.error = parser.errorText();
         return invocation;
     }
-    if (parser.isSet(QStringLiteral("help"))) {
+    if (parser.isSet(QStringLiteral("help")))
         parser.showHelp();
-    }
-    if (parser.isSet(QStringLiteral("version"))) {
+    if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
-    }
     invocation.assignments = parser.positionalArguments();
-    if (!invocation.assignments.isEmpty()) {
+    if (!invocation.assignments.isEmpty())
         invocation.command = invocation.assignments.takeFirst();
-    }
     invocation.json = parser.isSet(json);
     invocation.error = commandError(invocation);
     if (invocation.error.isEmpty() && parser.isSet(timeout)) {
@@ -140,29 +136,24 @@ int follow(const Invocation &invocation)
         QCoreApplication::exit(isOrdinaryEnd ? int{Success} : SignalBase + number);
     });
     const QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.isConnected()) {
+    if (!bus.isConnected())
         return reportFailure(QDBusError(QDBusError::Disconnected, bus.lastError().message()));
-    }
     Provider provider;
-    if (isWatch) {
+    if (isWatch)
         new Watch(&provider, invocation.json, &provider);
-    } else {
+    else
         new Where(&provider, invocation.timeoutSeconds, invocation.json, &provider);
-    }
     return QCoreApplication::exec();
 }
 
 int run(const Invocation &invocation)
 {
-    if (invocation.command == QLatin1String("status")) {
+    if (invocation.command == QLatin1String("status"))
         return printStatus(invocation.json);
-    }
-    if (invocation.command == QLatin1String("options")) {
+    if (invocation.command == QLatin1String("options"))
         return printSettings(invocation.json);
-    }
-    if (invocation.command == QLatin1String("set")) {
+    if (invocation.command == QLatin1String("set"))
         return changeSettings(invocation.assignments, invocation.json);
-    }
     return follow(invocation);
 }
 
@@ -174,6 +165,8 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("ondravexactl"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ONDRAVEXA_VERSION));
     const Invocation invocation = parseCommandLine();
+    // Before anybody is called: the bus daemon logs the command line of whom it refuses.
+    hideArguments(argv, "apikey=");
     if (!invocation.error.isEmpty()) {
         printError(invocation.error);
         return UsageError;

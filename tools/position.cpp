@@ -20,15 +20,12 @@ QString durationText(qint64 seconds)
     constexpr qint64 minute = 60;
     constexpr qint64 hour = 60 * minute;
     constexpr qint64 day = 24 * hour;
-    if (seconds < 2 * minute) {
+    if (seconds < 2 * minute)
         return QStringLiteral("%1 s").arg(seconds);
-    }
-    if (seconds < 2 * hour) {
+    if (seconds < 2 * hour)
         return QStringLiteral("%1 min").arg(seconds / minute);
-    }
-    if (seconds < 2 * day) {
+    if (seconds < 2 * day)
         return QStringLiteral("%1 h").arg(seconds / hour);
-    }
     return QStringLiteral("%1 days").arg(seconds / day);
 }
 
@@ -44,9 +41,8 @@ QString ageText(qint64 age)
 Position Position::fromMessage(const QDBusMessage &message)
 {
     Position position;
-    if (message.signature() != QLatin1String("iiddd(idd)")) {
+    if (message.signature() != QLatin1String("iiddd(idd)"))
         return position;
-    }
     const QVariantList arguments = message.arguments();
     position.fields = arguments.at(0).toInt();
     position.timestamp = arguments.at(1).toInt();
@@ -86,15 +82,12 @@ QString Position::toText() const
 QJsonObject Position::toJson() const
 {
     QJsonObject object;
-    if ((fields & Latitude) != 0) {
+    if ((fields & Latitude) != 0)
         object.insert(QStringLiteral("latitude"), latitude);
-    }
-    if ((fields & Longitude) != 0) {
+    if ((fields & Longitude) != 0)
         object.insert(QStringLiteral("longitude"), longitude);
-    }
-    if (horizontalAccuracy > 0) {
+    if (horizontalAccuracy > 0)
         object.insert(QStringLiteral("accuracy"), horizontalAccuracy);
-    }
     object.insert(QStringLiteral("timestamp"), timestamp);
     object.insert(QStringLiteral("age"), age());
     return object;

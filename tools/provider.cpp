@@ -82,6 +82,11 @@ QDBusMessage Provider::callGetPosition()
         callTimeoutMs);
 }
 
+void Provider::wakeUp()
+{
+    QDBusConnection::systemBus().send(methodCall(geoclueInterface(), QStringLiteral("GetStatus")));
+}
+
 void Provider::fetch()
 {
     whenAnswered(asyncCall(geoclueInterface(), QStringLiteral("GetStatus")),
@@ -136,9 +141,8 @@ void Provider::whenAnswered(
 
 void Provider::removeReference() const
 {
-    if (!m_hasReference) {
+    if (!m_hasReference)
         return;
-    }
     QDBusMessage message = methodCall(geoclueInterface(), QStringLiteral("RemoveReference"));
     message.setAutoStartService(false);
     QDBusConnection::systemBus().call(message, QDBus::Block, removeReferenceTimeoutMs);

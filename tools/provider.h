@@ -31,6 +31,9 @@ public:
     /// Calls GetPosition and waits for its reply or its error.
     static QDBusMessage callGetPosition();
 
+    /// Has the bus start the provider if it is not there; where it cannot, nothing happens.
+    static void wakeUp();
+
     /// Asks for status and position, and ends in fetched() or failed().
     void fetch();
 

@@ -5,6 +5,7 @@
 
 #include "output.h"
 #include "provider.h"
+#include "secret.h"
 
 #include <QCoreApplication>
 #include <QDBusArgument>
@@ -75,17 +76,15 @@ QVector<Setting> changeableSettings()
 // What is wrong with one assignment; empty when nothing is.
 QString assignmentError(const QString &assignment)
 {
-    const int separator = assignment.indexOf(QLatin1Char('='));
-    if (separator < 0) {
+    const QString key = assignment.section(QLatin1Char('='), 0, 0);
+    if (key == assignment)
         return QStringLiteral("Not of the form KEY=VALUE: ") % assignment;
-    }
-    const QString key = assignment.left(separator);
     QStringList keys;
     const QVector<Setting> settings = changeableSettings();
     for (const Setting &setting : settings) {
         if (setting.key == key) {
-            return setting.isValid(assignment.mid(separator + 1)) ? QString()
-                                                                  : QStringLiteral("Wrong value. ")
+            return setting.isValid(assignment.mid(key.size() + 1)) ? QString()
+                                                                   : QStringLiteral("Wrong value. ")
                     % key % QStringLiteral(" is ") % setting.form % QLatin1Char('.');
         }
         keys.append(setting.key);
@@ -154,32 +153,39 @@ void printStored(const QStringList &keys, bool isKeyValid, bool json)
 ExitStatus printSettings(bool json)
 {
     const QDBusMessage reply = Provider::call(QStringLiteral("GetOptions"));
-    if (reply.type() == QDBusMessage::ErrorMessage) {
+    if (reply.type() == QDBusMessage::ErrorMessage)
         return reportSettingsFailure(QDBusError(reply));
-    }
     const auto settings = qdbus_cast<QVariantMap>(reply.arguments().value(0));
     if (json) {
         printJson(settingsToJson(settings));
         return Success;
     }
     const QStringList texts = settingTexts(settings);
-    for (const QString &text : texts) {
+    for (const QString &text : texts)
         printLine(text);
-    }
     return Success;
 }
 
 ExitStatus changeSettings(const QStringList &assignments, bool json)
 {
     QVariantMap settings;
-    for (const QString &assignment : assignments) {
+    for (const QString &given : assignments) {
+        QString assignment = given;
+        if (given == apiKeyName()) {
+            const QString apiKey = readSecret(QStringLiteral("API key: "));
+            if (apiKey.isEmpty()) {
+                printError(QStringLiteral("No API key was given. To have none, set apikey="));
+                return UsageError;
+            }
+            assignment += QLatin1Char('=') % apiKey;
+        }
         const QString error = assignmentError(assignment);
         if (!error.isEmpty()) {
             printError(error);
             return UsageError;
         }
-        const int separator = assignment.indexOf(QLatin1Char('='));
-        settings.insert(assignment.left(separator), assignment.mid(separator + 1));
+        const QString key = assignment.section(QLatin1Char('='), 0, 0);
+        settings.insert(key, assignment.mid(key.size() + 1));
     }
 
     // A provider that cannot write its settings file answers without an error all the same, but
@@ -201,9 +207,8 @@ ExitStatus changeSettings(const QStringList &assignments, bool json)
         const bool hasKey = settings.contains(apiKeyName());
         const ExitStatus status = hasKey ? reportKeyFailure(QDBusError(reply))
                                          : reportSettingsFailure(QDBusError(reply));
-        if (stored && settings.size() > 1) {
+        if (stored && settings.size() > 1)
             printError(QStringLiteral("The other settings were stored."));
-        }
         return status;
     }
     const QString apiKey = settings.value(apiKeyName()).toString();
@@ -232,8 +237,7 @@ QStringList settingTexts(const QVariantMap &settings)
 QJsonObject settingsToJson(const QVariantMap &settings)
 {
     QJsonObject object;
-    for (auto it = settings.cbegin(); it != settings.cend(); ++it) {
+    for (auto it = settings.cbegin(); it != settings.cend(); ++it)
         object.insert(it.key(), valueText(it.value()));
-    }
     return object;
 }

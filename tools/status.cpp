@@ -9,17 +9,14 @@
 ExitStatus printStatus(bool json)
 {
     const QDBusMessage statusReply = Provider::call(QStringLiteral("GetStatus"));
-    if (statusReply.type() == QDBusMessage::ErrorMessage) {
+    if (statusReply.type() == QDBusMessage::ErrorMessage)
         return reportFailure(QDBusError(statusReply));
-    }
     const QDBusMessage infoReply = Provider::call(QStringLiteral("GetProviderInfo"));
-    if (infoReply.type() == QDBusMessage::ErrorMessage) {
+    if (infoReply.type() == QDBusMessage::ErrorMessage)
         return reportFailure(QDBusError(infoReply));
-    }
     const QDBusMessage positionReply = Provider::callGetPosition();
-    if (positionReply.type() == QDBusMessage::ErrorMessage) {
+    if (positionReply.type() == QDBusMessage::ErrorMessage)
         return reportFailure(QDBusError(positionReply));
-    }
 
     const QString status = statusWord(statusReply.arguments().value(0).toInt());
     const QString name = infoReply.arguments().value(0).toString();

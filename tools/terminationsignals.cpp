@@ -25,11 +25,9 @@ TerminationSignals::TerminationSignals(QObject *parent) : QObject(parent)
 {
     sigset_t mask = {};
     sigemptyset(&mask);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        if (!isIgnored(number)) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        if (!isIgnored(number))
             sigaddset(&mask, number);
-        }
-    }
     sigprocmask(SIG_BLOCK, &mask, nullptr);
     m_signalFile = signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK);
     auto *notifier = new QSocketNotifier(m_signalFile, QSocketNotifier::Read, this);
@@ -51,7 +49,6 @@ TerminationSignals::~TerminationSignals()
 void TerminationSignals::readSignal()
 {
     signalfd_siginfo info = {};
-    if (read(m_signalFile, &info, sizeof info) == sizeof info) {
+    if (read(m_signalFile, &info, sizeof info) == sizeof info)
         Q_EMIT received(static_cast<int>(info.ssi_signo));
-    }
 }

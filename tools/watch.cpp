@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QTime>
 
+#include <algorithm>
 #include <cerrno>
 
 Watch::Watch(Provider *provider, bool json, QObject *parent)
@@ -25,23 +26,39 @@ Watch::Watch(Provider *provider, bool json, QObject *parent)
     connect(provider, &Provider::left, this, [this] {
         showPresence(false);
         m_lastShownStatus = -1;
+        waitForProvider();
     });
     connect(provider, &Provider::returned, this, [this] {
+        m_revival.stop();
         showPresence(true);
         m_provider->fetch();
     });
+    m_revival.setSingleShot(true);
+    connect(&m_revival, &QTimer::timeout, this, &Watch::reviveProvider);
     provider->fetch();
+}
+
+// The service manager may be quicker. One that crashes at each start is left alone more and more.
+void Watch::waitForProvider()
+{
+    constexpr std::chrono::milliseconds longestDelay{60000};
+    m_revival.start(static_cast<int>(m_revivalDelay.count()));
+    m_revivalDelay = std::min(2 * m_revivalDelay, longestDelay);
+}
+
+void Watch::reviveProvider()
+{
+    Provider::wakeUp();
+    waitForProvider();
 }
 
 void Watch::showFetched(int status, const Position &position)
 {
     // A provider that has just started announces its status by itself.
-    if (status != m_lastShownStatus) {
+    if (status != m_lastShownStatus)
         showStatus(status);
-    }
-    if (position.fields != 0 && !(position == m_lastShown)) {
+    if (position.fields != 0 && !(position == m_lastShown))
         showPosition(position);
-    }
     m_provider->addReference();
 }
 
@@ -49,6 +66,7 @@ void Watch::showPosition(const Position &position)
 {
     const bool isRepublished = position == m_lastShown;
     m_lastShown = position;
+    m_revivalDelay = firstRevivalDelay;
     QJsonObject members = position.toJson();
     members.insert(QStringLiteral("republished"), isRepublished);
     show(QStringLiteral("position"),
@@ -84,7 +102,6 @@ void Watch::show(const QString &event, const QString &text, QJsonObject members)
         : printLine(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) % QStringLiteral("  ")
             % event.leftJustified(10) % text);
     // A reader that has gone is noticed by the termination signals.
-    if (!printed && errno != EPIPE) {
+    if (!printed && errno != EPIPE)
         QCoreApplication::exit(Failure);
-    }
 }

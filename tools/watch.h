@@ -6,13 +6,16 @@
 #include "position.h"
 
 #include <QObject>
+#include <QTimer>
 #include <QVariantMap>
+
+#include <chrono>
 
 class Provider;
 
 /// Prints a line for everything that happens to the provider, beginning with how things stand,
-/// until the event loop ends. Stays when the provider leaves the bus, and takes a new reference
-/// when it returns.
+/// until the event loop ends. When the provider leaves the bus, has the bus start it again if it
+/// does not return by itself, and takes a new reference.
 class Watch : public QObject
 {
     Q_OBJECT
@@ -21,6 +24,10 @@ public:
     Watch(Provider *provider, bool json, QObject *parent = nullptr);
 
 private:
+    static constexpr std::chrono::milliseconds firstRevivalDelay{5000};
+
+    void waitForProvider();
+    void reviveProvider();
     void showFetched(int status, const Position &position);
     void showPosition(const Position &position);
     void showStatus(int status);
@@ -32,4 +39,6 @@ private:
     const bool m_json;
     int m_lastShownStatus = -1; // none yet
     Position m_lastShown;
+    QTimer m_revival;
+    std::chrono::milliseconds m_revivalDelay = firstRevivalDelay;
 };

@@ -51,9 +51,8 @@ void Where::judgeChanged(const Position &position)
 {
     const bool isRepublished = position == m_lastKnown;
     m_lastKnown = position;
-    if (position.isComplete() && !isRepublished) {
+    if (position.isComplete() && !isRepublished)
         answer(position);
-    }
 }
 
 void Where::answer(const Position &position)
@@ -75,9 +74,8 @@ void Where::giveUp()
                        "It needs an API key, a network connection, and cells or WLANs in view.")
             .arg(timeoutSeconds)
             .arg(statusWord(m_status)));
-    if (m_lastKnown.fields != 0) {
+    if (m_lastKnown.fields != 0)
         printError(QStringLiteral("Last known position: ") % m_lastKnown.toText());
-    }
     finish(Failure);
 }
 

@@ -21,7 +21,8 @@ NetworkManager::NetworkManager(QObject *parent)
     m_service->listen(
         QStringLiteral("/"), managerInterface, servicesChanged, QStringLiteral("a(oa{sv})ao"));
     m_service->listen({}, serviceInterface, QStringLiteral("PropertyChanged"), QStringLiteral("sv"),
-        {QStringLiteral("Type"), QStringLiteral("BSSID"), QStringLiteral("Strength")});
+        {QStringLiteral("Type"), QStringLiteral("BSSID"), QStringLiteral("Strength"),
+            QStringLiteral("Name")});
     connect(m_service, &SystemService::appeared, this, &NetworkManager::start);
     connect(m_service, &SystemService::vanished, this, &NetworkManager::clear);
     connect(m_service, &SystemService::signalReceived, this, &NetworkManager::receive);
@@ -33,7 +34,7 @@ QVector<NetworkService *> NetworkManager::getAvailableServices(const QString &te
         fetch();
     QVector<NetworkService *> available;
     for (const QSharedPointer<NetworkService> &service : m_services) {
-        if (service->type() == technology)
+        if (service->type() == technology && !service->isOptedOut())
             available.append(service.data());
     }
     return available;

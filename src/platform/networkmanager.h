@@ -21,9 +21,9 @@ class NetworkManager : public QObject
 public:
     explicit NetworkManager(QObject *parent = nullptr);
 
-    /// The services of a technology ("wifi") in ConnMan's order. The manager owns them; a pointer
-    /// is valid until control returns to the event loop. A list that ConnMan failed to give is
-    /// asked for again.
+    /// The services of a technology ("wifi") in ConnMan's order, without access points whose owners
+    /// opted out. The manager owns them; a pointer is valid until control returns to the event
+    /// loop. A list that ConnMan failed to give is asked for again.
     QVector<NetworkService *> getAvailableServices(const QString &technology);
 
 private:

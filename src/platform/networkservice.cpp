@@ -16,4 +16,9 @@ void NetworkService::update(SystemService *service, const QVariantMap &propertie
     const QString strength = QStringLiteral("Strength");
     if (properties.contains(strength))
         m_strength = service->member<uchar>(properties, strength).value_or(0);
+    const QString name = QStringLiteral("Name");
+    if (properties.contains(name))
+        m_optedOut = service->member<QString>(properties, name)
+                         .value_or(QString())
+                         .endsWith(QLatin1String("_nomap"));
 }

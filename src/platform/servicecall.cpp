@@ -22,19 +22,14 @@ void ServiceCall::send(const QDBusMessage &call)
         deleteLater();
 }
 
-QString ServiceCall::unexpectedSignature(const QString &actual, const QString &expected)
-{
-    return QStringLiteral("the signature is (%1) instead of (%2)").arg(actual, expected);
-}
-
 void ServiceCall::succeed(const QDBusMessage &reply)
 {
     if (reply.signature() == m_signature)
         finish(reply.arguments().value(0), {});
     else
         finish({},
-            QDBusError(
-                QDBusError::InvalidSignature, unexpectedSignature(reply.signature(), m_signature)));
+            QDBusError(QDBusError::InvalidSignature,
+                SystemService::unexpectedSignature(reply.signature(), m_signature)));
 }
 
 void ServiceCall::fail(const QDBusError &error)

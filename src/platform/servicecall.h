@@ -20,8 +20,6 @@ public:
 
     void send(const QDBusMessage &call);
 
-    static QString unexpectedSignature(const QString &actual, const QString &expected);
-
 private Q_SLOTS:
     void succeed(const QDBusMessage &reply);
     void fail(const QDBusError &error);

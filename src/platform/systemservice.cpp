@@ -17,19 +17,6 @@
 SystemService::SystemService(QString name, QObject *parent)
     : QObject(parent), m_name(std::move(name))
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
-    auto *watcher
-        = new QDBusServiceWatcher(m_name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
-
-    // Not later: once signals are delivered, the connection's thread notes the names that the
-    // process got, and a call that begins meanwhile reads them without a lock.
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
-        QStringLiteral("GetNameOwner"));
-    call << m_name;
-    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
     // The process has its own name first: whoever had it started waits for that.
     QMetaObject::invokeMethod(this, "subscribe", Qt::QueuedConnection);
 }
@@ -44,14 +31,29 @@ void SystemService::listen(const QString &path, const QString &interface, const 
         m_rules.append({path, interface, signal, {argument}});
 }
 
-// No sender in a rule, not even its unique name: the connection would ask the bus who owns it, and
-// wait for the answer. Signals are told apart when they arrive.
+// Runs in the event loop, when the process has its name. That matters: Qt 5.15 begins each call,
+// but for those to the bus daemon, with a look at the process's own names, and nothing locks their
+// list against the connection's thread, which adds a name when the bus grants it. No service is
+// called before the bus has told its owner, here or later. The bus granted the name before that,
+// and the thread takes one message after the other: by then the list has come to rest.
 void SystemService::subscribe()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    for (const Rule &rule : qAsConst(m_rules))
+    // No sender in a rule, not even its unique name: the connection would ask the bus who owns it,
+    // and wait for the answer. Signals are told apart when they arrive.
+    for (const Rule &rule : std::as_const(m_rules))
         bus.connect({}, rule.path, rule.interface, rule.signal, rule.arguments, QString(), this,
             SLOT(relay(QDBusMessage)));
+
+    auto *watcher
+        = new QDBusServiceWatcher(m_name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+        [this](const QString &, const QString &, const QString &newOwner) { setOwner(newOwner); });
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
+        QStringLiteral("GetNameOwner"));
+    call << m_name;
+    bus.callWithCallback(call, this, SLOT(takeOwner(QDBusMessage)), SLOT(missOwner(QDBusError)));
 }
 
 void SystemService::takeOwner(const QDBusMessage &reply)
@@ -90,7 +92,7 @@ void SystemService::relay(const QDBusMessage &signal)
     if (signal.signature() == expected)
         Q_EMIT signalReceived(signal);
     else
-        warnOnce(name, ServiceCall::unexpectedSignature(signal.signature(), expected));
+        warnOnce(name, unexpectedSignature(signal.signature(), expected));
 }
 
 void SystemService::ask(const QString &path, const QString &interface, const QString &method,
@@ -102,13 +104,19 @@ void SystemService::ask(const QString &path, const QString &interface, const QSt
     call->send(QDBusMessage::createMethodCall(m_owner, path, interface, method));
 }
 
+QString SystemService::unexpectedSignature(const QString &actual, const QString &expected)
+{
+    return QStringLiteral("the signature is (%1) instead of (%2)").arg(actual, expected);
+}
+
 void SystemService::warnOnce(const QString &subject, const QString &reason)
 {
+    constexpr int longestReason = 1000;
     if (m_warned.contains(subject))
         return;
     m_warned.insert(subject);
     qWarning() << "Ignoring" << qUtf8Printable(subject) << "of"
-               << qUtf8Printable(m_name % QLatin1Char(':')) << reason;
+               << qUtf8Printable(m_name % QLatin1Char(':')) << reason.left(longestReason);
 }
 
 void SystemService::warnOnce(const QString &method, const QDBusError &error)

@@ -40,8 +40,8 @@ public:
     SystemService(QString name, QObject *parent);
 
     /// Has signalReceived() emitted for a signal of the service; to be called before the event loop
-    /// runs. An empty path stands for every
-    /// object; first arguments, when given, are the only ones for which the process is woken.
+    /// runs. An empty path stands for every object; first arguments, when given, are the only ones
+    /// for which the process is woken.
     void listen(const QString &path, const QString &interface, const QString &signal,
         const QString &signature, const QStringList &firstArguments = {});
 
@@ -52,6 +52,9 @@ public:
 
     /// The unique name of the present owner, empty while there is none.
     QString owner() const { return m_owner; }
+
+    /// Why an answer or a signal is of no use.
+    static QString unexpectedSignature(const QString &actual, const QString &expected);
 
     /// Logs why something of the service is of no use, once per subject and owner.
     void warnOnce(const QString &subject, const QString &reason);

@@ -4,29 +4,11 @@
 #include "positioning/positionadaptor.h"
 
 #include "configuration/places.h"
+#include "positioning/cacheformat.h"
 
-#include <QDataStream>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
-
-namespace {
-
-QDataStream &operator<<(QDataStream &stream, const Position &position)
-{
-    return stream << position.fields << position.latitude << position.longitude << position.altitude
-                  << position.timestamp << position.accuracy.level << position.accuracy.horizontal
-                  << position.accuracy.vertical;
-}
-
-QDataStream &operator>>(QDataStream &stream, Position &position)
-{
-    return stream >> position.fields >> position.latitude >> position.longitude >> position.altitude
-        >> position.timestamp >> position.accuracy.level >> position.accuracy.horizontal
-        >> position.accuracy.vertical;
-}
-
-} // namespace
 
 void PositionAdaptor::writeCache() const
 {
@@ -38,8 +20,7 @@ void PositionAdaptor::writeCache() const
 
     // Where somebody is, is nobody else's business.
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    QDataStream stream(&file);
-    stream << state->lastPosition;
+    file.write(cacheContent(state->lastPosition));
 }
 
 void PositionAdaptor::readCache()
@@ -57,6 +38,5 @@ void PositionAdaptor::readCache()
         return;
     }
 
-    QDataStream stream(&file);
-    stream >> state->lastPosition;
+    state->lastPosition = cachedPosition(file.read(cacheSize));
 }

@@ -1,6 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
+#include "positioning/cells.h"
+
+#include "positioning/changefilter.h"
 #include "positioning/positionadaptor.h"
 
 #include <qofonoextcell.h>
@@ -22,7 +25,7 @@ bool isKnown(int value)
     return value >= 0 && value != std::numeric_limits<int>::max();
 }
 
-int cellId(const QOfonoExtCell &cell)
+int idOf(const QOfonoExtCell &cell)
 {
     return cell.type() == lteCell ? cell.ci() : cell.cid();
 }
@@ -34,6 +37,7 @@ CellRecord makeRecord(const QOfonoExtCell &cell)
     record.mcc = cell.mcc();
     record.mnc = cell.mnc();
     record.areaCode = cell.type() == lteCell ? cell.tac() : cell.lac();
+    // The platform drops the sign.
     record.signalDbm = -static_cast<qint64>(cell.signalStrength());
     record.type = cell.type();
     return record;
@@ -59,62 +63,58 @@ QString networkType(int type)
 
 QJsonObject cellTower(int id, const CellRecord &record)
 {
-    const QString age = QStringLiteral("ageMs");
-    const QString cellId = QStringLiteral("cellID");
-    const QString areaCode = QStringLiteral("locationAreaCode");
-    const QString network = QStringLiteral("networkType");
-    const QString signal = QStringLiteral("signalStrengthDBm");
-    // To fill in a copy takes half the time of a new object.
-    static const QJsonObject form{
-        {age, 0}, {cellId, 0}, {areaCode, 0}, {network, QString()}, {signal, 0}};
-    QJsonObject tower = form;
-    tower.insert(age, ageMs(record.firstSeen));
-    tower.insert(cellId, id);
-    tower.insert(areaCode, record.areaCode);
-    tower.insert(network, networkType(record.type));
-    tower.insert(signal, record.signalDbm);
-    return tower;
+    return {{QStringLiteral("ageMs"), ageMs(record.firstSeen)}, {QStringLiteral("cellID"), id},
+        {QStringLiteral("locationAreaCode"), record.areaCode},
+        {QStringLiteral("networkType"), networkType(record.type)},
+        {QStringLiteral("signalStrengthDBm"), record.signalDbm}};
 }
 
 } // namespace
 
-void PositionAdaptor::collectCells()
+QJsonObject updateCells(
+    QHash<int, CellRecord> &known, const QList<QSharedPointer<QOfonoExtCell>> &inView)
 {
-    cellChange = false;
     QJsonObject mobileNetwork;
-    QHash<int, CellRecord> currentCells;
-    const auto cells = state->cellWatcher->cells();
-    for (const auto &cell : cells) {
-        const int id = cellId(*cell);
+    QHash<int, CellRecord> current;
+    for (const auto &cell : inView) {
+        const int id = idOf(*cell);
         const CellRecord record = makeRecord(*cell);
         if (!isValid(id, record))
             continue;
-        if (currentCells.isEmpty()) {
+        if (current.isEmpty()) {
             mobileNetwork.insert(QStringLiteral("homeMobileCountryCode"), record.mcc);
             mobileNetwork.insert(QStringLiteral("homeMobileNetworkCode"), record.mnc);
         }
-        currentCells.insert(id, record);
+        current.insert(id, record);
     }
 
-    forgetUnseen(knownCells, currentCells);
-    for (auto cell = currentCells.cbegin(); cell != currentCells.cend(); ++cell) {
-        const auto known = knownCells.find(cell.key());
-        if (known == knownCells.end())
-            knownCells.insert(cell.key(), *cell);
+    forgetUnseen(known, current);
+    for (auto cell = current.cbegin(); cell != current.cend(); ++cell) {
+        const auto record = known.find(cell.key());
+        if (record == known.end())
+            known.insert(cell.key(), *cell);
         else
-            known->signalDbm = cell->signalDbm;
+            record->signalDbm = cell->signalDbm;
     }
 
     QJsonArray cellTowers;
-    for (auto cell = knownCells.cbegin(); cell != knownCells.cend(); ++cell)
+    for (auto cell = known.cbegin(); cell != known.cend(); ++cell)
         cellTowers.append(cellTower(cell.key(), *cell));
-    if (cellTowers.isEmpty()) {
-        state->requestDocument.remove(QStringLiteral("mobileNetwork"));
-    } else {
+    if (!cellTowers.isEmpty())
         mobileNetwork.insert(QStringLiteral("cellTowers"), cellTowers);
-        state->requestDocument.insert(QStringLiteral("mobileNetwork"), mobileNetwork);
-    }
+    return mobileNetwork;
+}
 
-    cellChange = pictureChanged(knownCells, lastCells);
+void PositionAdaptor::collectCells()
+{
+    const QString section = QStringLiteral("mobileNetwork");
+    cellChange = false;
+    const QJsonObject mobileNetwork = updateCells(knownCells, state->cellWatcher->cells());
+    if (mobileNetwork.isEmpty())
+        state->requestDocument.remove(section);
+    else
+        state->requestDocument.insert(section, mobileNetwork);
+
+    cellChange = hasChanged(knownCells, lastCells);
     lastCells = knownCells;
 }

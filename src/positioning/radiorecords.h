@@ -4,10 +4,8 @@
 #pragma once
 
 #include <QElapsedTimer>
-#include <QtGlobal>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 
 /// What is remembered about one cell while it stays in view.
@@ -21,7 +19,7 @@ struct CellRecord
     int mnc = 0;
     /// Location area code (GSM, WCDMA) or tracking area code (LTE).
     int areaCode = 0;
-    /// dBm.
+    /// dBm; -2147483647 when the modem does not tell.
     qint64 signalDbm = 0;
     /// The platform's cell type: 1 GSM, 2 WCDMA, 3 LTE.
     int type = 0;
@@ -32,7 +30,7 @@ struct WlanRecord
 {
     /// Started when the access point entered the table.
     QElapsedTimer firstSeen;
-    /// The connection manager's strength, negated.
+    /// Called dBm by the web service, and never in dBm: the connection manager's strength, negated.
     qint64 signalDbm = 0;
 };
 
@@ -48,18 +46,4 @@ void forgetUnseen(Known &known, const Current &current)
 {
     for (auto entry = known.begin(); entry != known.end();)
         entry = current.contains(entry.key()) ? std::next(entry) : known.erase(entry);
-}
-
-/// Whether now holds an entry that before lacks, or one whose signal moved by more than 1 dB.
-template <typename Table>
-bool pictureChanged(const Table &now, const Table &before)
-{
-    constexpr qint64 negligibleDb = 1;
-    for (auto entry = now.cbegin(); entry != now.cend(); ++entry) {
-        const auto previous = before.constFind(entry.key());
-        if (previous == before.cend()
-            || std::abs(entry->signalDbm - previous->signalDbm) > negligibleDb)
-            return true;
-    }
-    return false;
 }

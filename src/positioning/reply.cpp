@@ -3,68 +3,23 @@
 
 #include "positioning/positionadaptor.h"
 
+#include "positioning/location.h"
 #include "webservice/endpoint.h"
+#include "webservice/loggable.h"
 
 #include <QDebug>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkReply>
-#include <QRegularExpression>
-#include <QtMath>
-
-#include <algorithm>
 
 namespace {
 
 /// Of the Geoclue accuracy levels.
 constexpr int postalCodeAccuracyLevel = 4;
-/// The precision of the usual fuzzy comparison of doubles.
-constexpr double fuzzyZero = 1e-12;
-constexpr int longestLoggedErrorCharacters = 1000;
 
-/// A number, or a text that holds one; anything else is 0 with ok false.
-double toNumber(const QJsonValue &value, bool *ok)
-{
-    *ok = value.isDouble();
-    const double number = value.isString() ? value.toString().toDouble(ok) : value.toDouble();
-    *ok = *ok && qIsFinite(number);
-    return *ok ? number : 0.0;
-}
-
+/// By the precision of the usual fuzzy comparison of doubles.
 bool isNonZero(double coordinate)
 {
+    constexpr double fuzzyZero = 1e-12;
     return qAbs(coordinate) > fuzzyZero;
-}
-
-/// Matches the key, each byte as it is or percent-encoded.
-QRegularExpression writtenKey(const QByteArray &key)
-{
-    QString pattern;
-    for (const char byte : key) {
-        const QString code = QString::fromLatin1(QByteArray(1, byte).toHex());
-        pattern += QStringLiteral("(?:(?i:%%1)|\\x%1)").arg(code);
-    }
-    return QRegularExpression(pattern);
-}
-
-/// The network layer describes an error with the request's URL, and a service may echo what it was
-/// sent: what is logged shows no API key, neither the configured one nor that of the URL as the
-/// service reads it, and stays on one line.
-QString loggableError(const QString &error, const QUrl &url, const QString &apiKey)
-{
-    const QByteArray prefix = QUrl(endpointPrefix(), QUrl::TolerantMode).toEncoded();
-    const QByteArray sentKey = QByteArray::fromPercentEncoding(url.toEncoded().mid(prefix.size()));
-    QString bytes = QString::fromLatin1(error.toUtf8());
-    for (const QByteArray &key : {apiKey.toUtf8(), sentKey}) {
-        if (!key.isEmpty())
-            bytes.replace(writtenKey(key), QStringLiteral("***"));
-    }
-    QString text = QString::fromUtf8(bytes.toLatin1());
-    text.truncate(longestLoggedErrorCharacters);
-    std::replace_if(
-        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
-        QLatin1Char(' '));
-    return text;
 }
 
 } // namespace
@@ -72,7 +27,7 @@ QString loggableError(const QString &error, const QUrl &url, const QString &apiK
 void PositionAdaptor::replyFinished(int timestamp)
 {
     auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (!reply->property("timedOut").toBool())
+    if (!reply->property(timedOutProperty).toBool())
         retriesLeft = retryCount;
 
     const QString error = reply->error() == QNetworkReply::NoError
@@ -82,7 +37,8 @@ void PositionAdaptor::replyFinished(int timestamp)
         repeatRequest = false;
     } else {
         qWarning("Error string is not empty, repeating request");
-        qWarning().noquote() << loggableError(error, reply->url(), state->apiKey);
+        // The key may be another one than when the request was sent.
+        qWarning().noquote() << loggable(error, {state->apiKey, keyInUrl(reply->url())});
         repeatRequest = true;
         Q_EMIT PositionAcquiring(true);
     }
@@ -91,43 +47,33 @@ void PositionAdaptor::replyFinished(int timestamp)
 
 QString PositionAdaptor::parseReply(const QByteArray &body, int timestamp)
 {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError)
-        return parseError.errorString();
-    if (!document.isObject())
-        return QStringLiteral("JSON parse error: expected object at root level not found");
-
-    const QJsonObject root = document.object();
-    const QJsonValue failure = root.value(QStringLiteral("Location not found"));
-    if (failure.isObject())
-        return failure.toObject().value(QStringLiteral("message")).toString();
-    const QJsonValue location = root.value(QStringLiteral("location"));
-    if (!location.isObject())
-        return QStringLiteral("JSON parse error: position data not found");
-
-    takeLocation(location.toObject(), timestamp);
-    return {};
+    QString error;
+    const auto location = findLocation(body, error);
+    if (location)
+        takeLocation(*location, timestamp);
+    return error;
 }
 
+// First the status, then the cache, then the signal: whoever hears of the position finds both as
+// they should be. The status follows the longitude alone, the last coordinate to be read.
 void PositionAdaptor::takeLocation(const QJsonObject &location, int timestamp)
 {
     Position &position = state->lastPosition;
-    bool ok = false;
+    const auto latitude = findNumber(location, QStringLiteral("latitude"));
     position.fields = Position::FieldNone;
-    position.latitude = toNumber(location.value(QStringLiteral("latitude")), &ok);
-    if (ok && isNonZero(position.latitude))
+    position.latitude = latitude.value_or(0);
+    if (isNonZero(position.latitude))
         position.fields |= Position::FieldLatitude;
 
-    position.longitude = toNumber(location.value(QStringLiteral("longitude")), &ok);
-    if (ok) {
-        if (isNonZero(position.longitude))
-            position.fields |= Position::FieldLongitude;
+    const auto longitude = findNumber(location, QStringLiteral("longitude"));
+    position.longitude = longitude.value_or(0);
+    if (isNonZero(position.longitude))
+        position.fields |= Position::FieldLongitude;
+    if (longitude)
         Q_EMIT PositionAcquiring(false);
-    }
 
     position.accuracy.level = postalCodeAccuracyLevel;
-    position.accuracy.horizontal = toNumber(location.value(QStringLiteral("accuracy")), &ok);
+    position.accuracy.horizontal = findNumber(location, QStringLiteral("accuracy")).value_or(0);
     position.timestamp = timestamp;
     writeCache();
     updatePosition();

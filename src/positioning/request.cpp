@@ -43,6 +43,7 @@ void PositionAdaptor::sendRequest()
         = WebRequest::post(*state->networkAccessManager, request, state->requestDocument);
     const int timestamp = static_cast<int>(WebRequest::unixTime());
 
+    WebRequest::boundBody(reply);
     connect(reply, &QNetworkReply::finished, this, [this, timestamp] { replyFinished(timestamp); });
     WebRequest::onTimeout(reply, [this, reply] { requestTimedOut(reply); });
 }
@@ -50,4 +51,19 @@ void PositionAdaptor::sendRequest()
 bool PositionAdaptor::isRequestDue() const
 {
     return repeatRequest || !requestFilter || wlanChange || cellChange;
+}
+
+void PositionAdaptor::requestTimedOut(QNetworkReply *reply)
+{
+    reply->setProperty(timedOutProperty, true);
+    // Runs replyFinished() before it returns.
+    reply->abort();
+    if (retriesLeft < 1) {
+        qWarning("Request timed out, no retries left");
+        return;
+    }
+
+    --retriesLeft;
+    qWarning("Request timed out %d retries left", retriesLeft);
+    sendRequest();
 }

@@ -1,6 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
+#include "positioning/wlans.h"
+
+#include "positioning/changefilter.h"
 #include "positioning/positionadaptor.h"
 
 #include <networkmanager.h>
@@ -14,48 +17,48 @@ namespace {
 
 QJsonObject wifiAccessPoint(const QString &bssid, const WlanRecord &record)
 {
-    const QString age = QStringLiteral("ageMs");
-    const QString address = QStringLiteral("macAddress");
-    const QString signal = QStringLiteral("signalStrengthDBm");
-    // To fill in a copy takes less time than a new object.
-    static const QJsonObject form{{age, 0}, {address, QString()}, {signal, 0}};
-    QJsonObject accessPoint = form;
-    accessPoint.insert(age, ageMs(record.firstSeen));
-    accessPoint.insert(address, bssid);
-    accessPoint.insert(signal, record.signalDbm);
-    return accessPoint;
+    return {{QStringLiteral("ageMs"), ageMs(record.firstSeen)},
+        {QStringLiteral("macAddress"), bssid},
+        {QStringLiteral("signalStrengthDBm"), record.signalDbm}};
 }
 
 } // namespace
 
-void PositionAdaptor::collectWlans()
+QJsonArray updateWlans(QHash<QString, WlanRecord> &known, const QVector<NetworkService *> &inView)
 {
-    wlanChange = false;
     QMap<QString, qint64> currentSignalsDbm;
-    const auto services = state->networkManager->getAvailableServices(QStringLiteral("wifi"));
-    for (const NetworkService *service : services) {
+    for (const NetworkService *service : inView) {
         const QString bssid = service->bssid();
         const qint64 strength = service->strength();
         if (!bssid.isEmpty() && strength != 0)
             currentSignalsDbm.insert(bssid, -strength);
     }
 
-    forgetUnseen(knownWlans, currentSignalsDbm);
+    forgetUnseen(known, currentSignalsDbm);
     for (auto wlan = currentSignalsDbm.cbegin(); wlan != currentSignalsDbm.cend(); ++wlan) {
-        WlanRecord &record = knownWlans[wlan.key()];
+        WlanRecord &record = known[wlan.key()];
         if (!record.firstSeen.isValid())
             record.firstSeen.start();
         record.signalDbm = *wlan;
     }
 
     QJsonArray wifiAccessPoints;
-    for (auto wlan = knownWlans.cbegin(); wlan != knownWlans.cend(); ++wlan)
+    for (auto wlan = known.cbegin(); wlan != known.cend(); ++wlan)
         wifiAccessPoints.append(wifiAccessPoint(wlan.key(), *wlan));
-    if (wifiAccessPoints.isEmpty())
-        state->requestDocument.remove(QStringLiteral("wifiAccessPoints"));
-    else
-        state->requestDocument.insert(QStringLiteral("wifiAccessPoints"), wifiAccessPoints);
+    return wifiAccessPoints;
+}
 
-    wlanChange = pictureChanged(knownWlans, lastWlans);
+void PositionAdaptor::collectWlans()
+{
+    const QString section = QStringLiteral("wifiAccessPoints");
+    wlanChange = false;
+    const QJsonArray wifiAccessPoints = updateWlans(
+        knownWlans, state->networkManager->getAvailableServices(QStringLiteral("wifi")));
+    if (wifiAccessPoints.isEmpty())
+        state->requestDocument.remove(section);
+    else
+        state->requestDocument.insert(section, wifiAccessPoints);
+
+    wlanChange = hasChanged(knownWlans, lastWlans);
     lastWlans = knownWlans;
 }

@@ -5,7 +5,7 @@
 
 #include "configuration/places.h"
 #include "dbus/accuracy.h"
-#include "dbus/buslink.h"
+#include "dbus/clientfollower.h"
 #include "dbus/geoclueadaptor.h"
 #include "positioning/positionadaptor.h"
 
@@ -14,13 +14,11 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
-#include <QTimerEvent>
 
 namespace {
 
 constexpr char serviceName[] = "org.freedesktop.Geoclue.Providers.OndraVexa";
 constexpr char objectPath[] = "/org/freedesktop/Geoclue/Providers/OndraVexa";
-constexpr int exitDelayMs = 20000;
 
 } // namespace
 
@@ -69,32 +67,9 @@ void OndraVexa::registerProvider()
         &OndraVexa::serviceUnregistered);
     serviceWatcher->setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
     serviceWatcher->setConnection(bus);
-    busLink = new BusLink(this);
-    connect(busLink, &BusLink::lost, this, &OndraVexa::forgetClients);
-    connect(busLink, &BusLink::left, this, &OndraVexa::forgetClient);
+    clientFollower = new ClientFollower(this);
+    connect(clientFollower, &ClientFollower::left, this, &OndraVexa::serviceUnregistered);
     setStatus(StatusAcquiring);
-}
-
-void OndraVexa::timerEvent(QTimerEvent *event)
-{
-    if (event->timerId() == exitTimer.timerId() && references.isEmpty())
-        QCoreApplication::quit();
-}
-
-void OndraVexa::startExitTimer()
-{
-    exitTimer.start(exitDelayMs, this);
-}
-
-void OndraVexa::restartTimer()
-{
-    if (exitTimer.isActive())
-        startExitTimer();
-}
-
-int OndraVexa::GetStatus() const
-{
-    return status;
 }
 
 QString OndraVexa::GetProviderInfo(QString &description) const

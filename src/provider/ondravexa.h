@@ -20,13 +20,14 @@
 QT_BEGIN_NAMESPACE
 class QDBusServiceWatcher;
 QT_END_NAMESPACE
-class BusLink;
+class ClientFollower;
 class PositionAdaptor;
 class QMceTkLock;
 
 /// The provider: owner of all other components, of the settings file, of the clients' references
-/// and of the status. Its operations are in ondravexa.cpp (life, registration, exit timer),
-/// references.cpp (references, status, lock) and options.cpp (settings, options, new API keys).
+/// and of the status. Its operations are in ondravexa.cpp (life and registration), references.cpp
+/// (references, exit timer), status.cpp, lock.cpp, options.cpp (settings and options) and
+/// newkey.cpp (the submission of an API key).
 class OndraVexa : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -54,8 +55,9 @@ public:
     /// The section "settings" of the settings file, all values as text. Answers the caller with
     /// QDBusError::Failed when there is no settings file.
     QVariantMap GetOptions();
-    /// Applies and stores the options that are known. With a new API key the reply waits for the
-    /// key's check: an empty one, InvalidArgs, NoNetwork, InternalError or Failed.
+    /// Applies and stores the options that are known. Answers with Failed when there is no settings
+    /// file, with InvalidArgs for a key that is none; with any other new API key the reply waits
+    /// for the key's check: an empty one, InvalidArgs, NoNetwork, InternalError or Failed.
     void SetOptions(const QVariantMap &options);
     /// One of Status.
     int GetStatus() const;
@@ -80,36 +82,61 @@ private Q_SLOTS:
     void restartTimer();
 
 private:
+    /// What a lock of the device does to the request period; option keep_requests. All other
+    /// numbers stop the requests.
+    enum LockEffect : qint32 { KeepInterval = 0, UseBackgroundInterval = 1 };
+
+    enum ValidationError { ValidationErrorNoVerdict = 0, ValidationErrorInvalidKey = 1 };
+
+    /// What a call of SetOptions means for the API key.
+    enum class KeyChange {
+        None, ///< there is none, or it is the present one
+        Cleared,
+        Submitted, ///< has to be checked before it is stored
+        Unusable, ///< neither text, number nor boolean, or too long
+    };
+
     void timerEvent(QTimerEvent *event) override;
     void startExitTimer();
-
     void requireBusCall(const char *method) const;
-    void watchClient(const QString &client);
-    void forgetClient(const QString &client);
-    void forgetClients();
 
+    /// False, with a line in the log, when there is no settings file. One that cannot be read is
+    /// one without settings.
     bool readSettings(QVariantMap &settings) const;
+    /// The same result: a write that failed was one. Stores the values whose keys are allowed; an
+    /// empty list allows all.
     bool writeSettings(const QVariantMap &values, const QStringList &allowedKeys);
     void applyOptions(const QVariantMap &options);
+    /// A number of seconds in milliseconds, within the bounds of an update interval; 0 for what is
+    /// no number, while the number 0 is the shortest interval.
     static quint64 intervalOption(const QVariantMap &options, const QString &key);
-    bool settingsFileExists() const;
+
+    KeyChange keyChange(const QVariantMap &options, const QVariantMap &usable) const;
+    void submitKey(const QString &key);
     bool isCallerSettingsApp() const;
     void saveValidKey(const QString &key);
+    void refuseKey(ValidationError notification, QDBusError::ErrorType type, const QString &text);
+    void announceUnusableKey();
+    void refuseUnusableKey();
     void sendPendingError(QDBusError::ErrorType type, const QString &text);
 
     std::unique_ptr<QDBusServiceWatcher> serviceWatcher;
     std::unique_ptr<PositionAdaptor> positionAdaptor;
     std::unique_ptr<KeyValidator> keyValidator;
+    /// By the clients' unique names; each count is 1 or more.
     QHash<QString, qint32> references;
+    /// Runs while there are no references.
     QBasicTimer exitTimer;
     Status status = StatusUnavailable;
     quint64 updateInterval = UpdateInterval::defaultMs;
     quint64 backgroundUpdateInterval = UpdateInterval::defaultBackgroundMs;
-    qint32 keepRequests = 1;
+    qint32 keepRequests = UseBackgroundInterval;
     QMceTkLock *tkLock;
     bool requestFilter = true;
+    /// The call of SetOptions that waits for its key to be checked; empty when none does.
     QDBusMessage pendingCall;
     QString settingsPath;
+    /// Of the pending call.
     bool callerIsSettingsApp = false;
-    BusLink *busLink = nullptr;
+    ClientFollower *clientFollower = nullptr;
 };

@@ -6,29 +6,15 @@
 #include "configuration/settingsfile.h"
 #include "positioning/positionadaptor.h"
 #include "positioning/updateinterval.h"
+#include "provider/optionkeys.h"
 
-#include <dbusaccess_peer.h>
-
-#include <QDBusConnection>
 #include <QDebug>
-#include <QFile>
-#include <QSettings>
 
 namespace {
 
-const QString apiKeyOption = QStringLiteral("apikey");
-const QString updateIntervalOption = QStringLiteral("update_interval");
-const QString backgroundUpdateIntervalOption = QStringLiteral("background_update_interval");
-const QString keepRequestsOption = QStringLiteral("keep_requests");
-const QString requestFilterOption = QStringLiteral("enable_request_filter");
-
 /// The option keys that SetOptions may write, beside an emptied API key.
-const QStringList optionNames = {
-    updateIntervalOption, backgroundUpdateIntervalOption, keepRequestsOption, requestFilterOption};
-
-const QString invalidKey = QStringLiteral("Provided API key is invalid");
-
-enum ValidationError { ValidationErrorNoVerdict = 0, ValidationErrorInvalidKey = 1 };
+const QStringList optionNames = {OptionKeys::updateInterval, OptionKeys::backgroundUpdateInterval,
+    OptionKeys::keepRequests, OptionKeys::requestFilter};
 
 bool hasTextForm(const QVariant &value)
 {
@@ -49,131 +35,83 @@ bool hasTextForm(const QVariant &value)
     }
 }
 
-/// An option's value as the text that is stored, so that it means the same before and after a
-/// restart.
-QString optionText(const QVariant &value)
-{
-    // Converted as it is, a byte would become a character.
-    return value.userType() == QMetaType::UChar ? QString::number(value.toUInt())
-                                                : value.toString();
-}
-
 /// The options of a call whose values have a text form: text, number or boolean, of a sane length.
-QVariantMap textualOptions(const QVariantMap &options)
+QVariantMap usableOptions(const QVariantMap &options)
 {
-    // With room to spare, all of them fit into a settings file that can be read again.
     constexpr int longestText = 4096;
-    QVariantMap textual;
+    constexpr int longestLoggedKey = 100;
+    QVariantMap usable;
     for (auto option = options.cbegin(); option != options.cend(); ++option) {
         if (!hasTextForm(*option))
             qWarning() << "Ignoring option that is neither text, number nor boolean:"
-                       << option.key();
-        else if (optionText(*option).size() > longestText)
-            qWarning() << "Ignoring option that is too long:" << option.key();
+                       << option.key().left(longestLoggedKey);
+        else if (SettingsFile::text(*option).size() > longestText)
+            qWarning() << "Ignoring option that is too long:"
+                       << option.key().left(longestLoggedKey);
         else
-            textual.insert(option.key(), *option);
+            usable.insert(option.key(), *option);
     }
-    return textual;
+    return usable;
 }
 
-/// Undoes changes that could not be written: the settings class would keep them for the process,
-/// answer with them and write them with the next read.
-void takeBack(QSettings &file, const QVariantMap &former)
+/// Whether a value is given: a missing one and an empty text are none.
+bool isGiven(const QVariantMap &options, const QString &key)
 {
-    for (auto setting = former.cbegin(); setting != former.cend(); ++setting) {
-        if (setting->isValid())
-            file.setValue(setting.key(), *setting);
-        else
-            file.remove(setting.key());
-    }
+    return !SettingsFile::text(options.value(key)).isEmpty();
 }
 
 } // namespace
 
-bool OndraVexa::settingsFileExists() const
-{
-    if (QFile::exists(settingsPath))
-        return true;
-    qDebug().noquote() << "No such config file: " << settingsPath;
-    return false;
-}
-
 bool OndraVexa::readSettings(QVariantMap &settings) const
 {
-    if (!settingsFileExists())
+    const auto stored = SettingsFile(settingsPath).read();
+    if (!stored)
         return false;
-
-    const auto file = openSettings(settingsPath);
-    if (!file)
-        return true;
-
-    const QStringList keys = file->allKeys();
-    for (const QString &key : keys)
-        settings.insert(key, settingText(file->value(key)));
+    for (auto setting = stored->cbegin(); setting != stored->cend(); ++setting)
+        settings.insert(setting.key(), *setting);
     return true;
 }
 
 bool OndraVexa::writeSettings(const QVariantMap &values, const QStringList &allowedKeys)
 {
-    if (!settingsFileExists())
-        return false;
-
-    const auto file = openSettings(settingsPath);
-    if (!file) {
-        qWarning("Error writing to config file with error: %d", QSettings::FormatError);
-        return true;
+    QVariantMap allowed = values;
+    for (const QString &key : values.keys()) {
+        if (!allowedKeys.isEmpty() && !allowedKeys.contains(key))
+            allowed.remove(key);
     }
 
-    QVariantMap changed;
-    QVariantMap former;
-    for (auto option = values.cbegin(); option != values.cend(); ++option) {
-        if (!allowedKeys.isEmpty() && !allowedKeys.contains(option.key()))
-            continue;
-        const QVariant stored = file->value(option.key());
-        if (stored.isValid() && settingText(stored) == optionText(*option))
-            continue;
-        former.insert(option.key(), stored);
-        changed.insert(option.key(), *option);
-        file->setValue(option.key(), optionText(*option));
-    }
-    file->sync();
-
-    if (file->status() == QSettings::NoError) {
-        Q_EMIT OptionsChanged(changed);
-    } else {
-        qWarning("Error writing to config file with error: %d", file->status());
-        // After a format error, which a line of the file can cause, the values are written.
-        if (file->status() == QSettings::AccessError)
-            takeBack(*file, former);
-    }
-    return true;
+    const auto result = SettingsFile(settingsPath).write(allowed);
+    if (result.outcome == SettingsFile::Outcome::Written)
+        Q_EMIT OptionsChanged(result.changed);
+    return result.outcome != SettingsFile::Outcome::NotThere;
 }
 
 quint64 OndraVexa::intervalOption(const QVariantMap &options, const QString &key)
 {
     constexpr quint64 msPerSecond = 1000;
     bool ok = false;
-    const quint64 seconds = optionText(options.value(key)).toULongLong(&ok);
+    const quint64 seconds = options.value(key).toULongLong(&ok);
     return ok ? UpdateInterval::clampedMs(seconds * msPerSecond) : 0;
 }
 
+// The values are converted as they are; their texts, which the settings file takes, count only as
+// empty or not.
 void OndraVexa::applyOptions(const QVariantMap &options)
 {
-    const auto text = [&options](const QString &key) { return optionText(options.value(key)); };
-    if (!text(keepRequestsOption).isEmpty())
-        keepRequests = text(keepRequestsOption).toInt();
-    if (!text(updateIntervalOption).isEmpty()) {
-        updateInterval = intervalOption(options, updateIntervalOption);
+    if (isGiven(options, OptionKeys::keepRequests))
+        keepRequests = options.value(OptionKeys::keepRequests).toInt();
+    if (isGiven(options, OptionKeys::updateInterval)) {
+        updateInterval = intervalOption(options, OptionKeys::updateInterval);
         positionAdaptor->setUpdateInterval(updateInterval);
     }
-    if (!text(backgroundUpdateIntervalOption).isEmpty())
-        backgroundUpdateInterval = intervalOption(options, backgroundUpdateIntervalOption);
-    if (!text(requestFilterOption).isEmpty()) {
-        requestFilter = QVariant(text(requestFilterOption)).toBool();
+    if (isGiven(options, OptionKeys::backgroundUpdateInterval))
+        backgroundUpdateInterval = intervalOption(options, OptionKeys::backgroundUpdateInterval);
+    if (isGiven(options, OptionKeys::requestFilter)) {
+        requestFilter = options.value(OptionKeys::requestFilter).toBool();
         positionAdaptor->setRequestFilter(requestFilter);
     }
-    if (options.contains(apiKeyOption))
-        positionAdaptor->setApiKey(text(apiKeyOption));
+    if (options.contains(OptionKeys::apiKey))
+        positionAdaptor->setApiKey(SettingsFile::text(options.value(OptionKeys::apiKey)));
     if (!references.isEmpty() && !positionAdaptor->isRunning())
         positionAdaptor->startUpdates();
 }
@@ -190,92 +128,29 @@ QVariantMap OndraVexa::GetOptions()
 void OndraVexa::SetOptions(const QVariantMap &options)
 {
     requireBusCall("SetOptions");
-    QVariantMap values = textualOptions(options);
-    const bool isKeyIgnored = options.contains(apiKeyOption) && !values.contains(apiKeyOption);
+    QVariantMap values = usableOptions(options);
     QStringList allowedKeys = optionNames;
-    const QString newKey = optionText(values.value(apiKeyOption));
-    if (values.contains(apiKeyOption) && newKey != positionAdaptor->apiKey()) {
-        if (newKey.isEmpty()) {
-            allowedKeys.append(apiKeyOption);
-        } else {
-            values.remove(apiKeyOption);
-            pendingCall = message();
-            setDelayedReply(true);
-            callerIsSettingsApp = isCallerSettingsApp();
-            keyValidator->validateKey(newKey);
-        }
+    const KeyChange change = keyChange(options, values);
+    switch (change) {
+    case KeyChange::None:
+        break;
+    case KeyChange::Unusable:
+        announceUnusableKey();
+        break;
+    case KeyChange::Cleared:
+        allowedKeys.append(OptionKeys::apiKey);
+        break;
+    case KeyChange::Submitted:
+        submitKey(SettingsFile::text(values.take(OptionKeys::apiKey)));
     }
 
     applyOptions(values);
-    if (!writeSettings(values, allowedKeys))
+    if (!writeSettings(values, allowedKeys)) {
+        // One answer to one call: the verdict on its key finds none waiting.
+        if (change == KeyChange::Submitted)
+            pendingCall = QDBusMessage();
         sendErrorReply(QDBusError::Failed, QStringLiteral("Error writing config options"));
-    else if (isKeyIgnored)
-        sendErrorReply(QDBusError::InvalidArgs, invalidKey);
-}
-
-bool OndraVexa::isCallerSettingsApp() const
-{
-    const QByteArray caller = message().service().toLatin1();
-    const DAPeer *peer = da_peer_get(DA_BUS_SYSTEM, caller.constData());
-    if (!peer)
-        return false;
-
-    const QString processId = QString::number(peer->pid);
-    da_peer_flush(DA_BUS_SYSTEM, caller.constData());
-    QFile comm(QStringLiteral("/proc/%1/comm").arg(processId));
-    return comm.open(QIODevice::ReadOnly | QIODevice::Text)
-        && comm.readLine().trimmed() == "kelpa-settings";
-}
-
-void OndraVexa::keyValidationStatusChanged(
-    KeyValidator::KeyStatus keyStatus, const QString &validatedKey)
-{
-    if (pendingCall.type() != QDBusMessage::MethodCallMessage
-        || keyStatus == KeyValidator::KeyChecking)
-        return;
-
-    switch (keyStatus) {
-    case KeyValidator::KeyValid:
-        saveValidKey(validatedKey);
-        break;
-    case KeyValidator::KeyInvalid:
-        if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(ValidationErrorInvalidKey);
-        sendPendingError(QDBusError::InvalidArgs, invalidKey);
-        break;
-    case KeyValidator::KeyNetworkError:
-        if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(ValidationErrorNoVerdict);
-        sendPendingError(
-            QDBusError::NoNetwork, QStringLiteral("Network error occurred during key validation"));
-        break;
-    default:
-        if (callerIsSettingsApp)
-            Q_EMIT ValidationErrorNotify(ValidationErrorNoVerdict);
-        sendPendingError(
-            QDBusError::InternalError, QStringLiteral("Unknown error during key validation"));
+    } else if (change == KeyChange::Unusable) {
+        refuseUnusableKey();
     }
-    pendingCall = QDBusMessage();
-}
-
-void OndraVexa::saveValidKey(const QString &key)
-{
-    const QVariantMap values = {{apiKeyOption, key}};
-    if (!writeSettings(values, {})) {
-        sendPendingError(
-            QDBusError::Failed, QStringLiteral("Failed to save valid API key to configuration"));
-        return;
-    }
-
-    applyOptions(values);
-    QDBusConnection::systemBus().send(pendingCall.createReply());
-}
-
-void OndraVexa::sendPendingError(QDBusError::ErrorType type, const QString &text)
-{
-    if (pendingCall.type() != QDBusMessage::MethodCallMessage) {
-        qWarning("Cannot send error reply - no pending call");
-        return;
-    }
-    QDBusConnection::systemBus().send(pendingCall.createErrorReply(type, text));
 }

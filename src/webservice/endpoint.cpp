@@ -6,17 +6,16 @@
 #include "configuration/places.h"
 #include "configuration/settingsfile.h"
 
-#include <QSettings>
-#include <QVariant>
+#include <QUrl>
 
 namespace {
 
 QString readEndpointPrefix()
 {
-    const auto settings = openSettings(QString::fromLatin1(Places::settingsFile));
-    QString link;
-    if (settings)
-        link = settingText(settings->value(QStringLiteral("link")));
+    const SettingsFile file(QString::fromLatin1(Places::settingsFile));
+    const QVariantMap settings
+        = file.exists() ? file.read().value_or(QVariantMap()) : QVariantMap();
+    QString link = settings.value(QStringLiteral("link")).toString();
     if (link.isEmpty())
         return QStringLiteral("https://" ONDRAVEXA_ENDPOINT_HOST "/v2/geolocation?key=");
     return link;
@@ -28,6 +27,12 @@ const QString &endpointPrefix()
 {
     static const QString prefix = readEndpointPrefix();
     return prefix;
+}
+
+QString keyInUrl(const QUrl &url)
+{
+    const QByteArray prefix = QUrl(endpointPrefix(), QUrl::TolerantMode).toEncoded();
+    return QString::fromLatin1(url.toEncoded().mid(prefix.size()));
 }
 
 namespace {

@@ -13,18 +13,21 @@
 #include <QUrl>
 #include <QUuid>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace {
 
 constexpr int timeoutMs = 10000;
-constexpr qint64 longestReplyBytes = 1048576;
+constexpr int longestBodyBytes = 1048576;
 
-// Shares the sections, which QJsonDocument::fromVariant() would copy entry by entry.
-QJsonObject jsonObject(const QVariantMap &document)
+/// What a large reply took would else stay with the allocator until the process ends.
+void returnFreeMemory()
 {
-    QJsonObject object;
-    for (auto member = document.cbegin(); member != document.cend(); ++member)
-        object.insert(member.key(), QJsonValue::fromVariant(*member));
-    return object;
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 } // namespace
@@ -44,17 +47,47 @@ void WebRequest::prepare(QNetworkRequest &request, const QString &url)
 {
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // What Qt 5 does by default.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    request.setAttribute(
+        QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+#endif
+}
+
+QByteArray WebRequest::toJson(const QVariantMap &document)
+{
+    // Shares the sections, which QJsonDocument::fromVariant() would copy entry by entry.
+    QJsonObject object;
+    for (auto member = document.cbegin(); member != document.cend(); ++member)
+        object.insert(member.key(), QJsonValue::fromVariant(*member));
+    return QJsonDocument(object).toJson();
 }
 
 QNetworkReply *WebRequest::post(
     QNetworkAccessManager &manager, const QNetworkRequest &request, const QVariantMap &document)
 {
-    QNetworkReply *reply = manager.post(request, QJsonDocument(jsonObject(document)).toJson());
+    QNetworkReply *reply = manager.post(request, toJson(document));
+    // Queued: the body goes with the reply, after its last signal.
+    QObject::connect(
+        reply, &QObject::destroyed, &manager, [] { returnFreeMemory(); }, Qt::QueuedConnection);
+    return reply;
+}
+
+void WebRequest::boundBody(QNetworkReply *reply)
+{
     QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply] {
-        if (reply->bytesAvailable() > longestReplyBytes)
+        constexpr int firstErrorStatus = 400;
+        if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() >= firstErrorStatus)
+            reply->readAll();
+        else if (reply->bytesAvailable() > longestBodyBytes)
             reply->abort();
     });
-    return reply;
+}
+
+void WebRequest::discardBody(QNetworkReply *reply)
+{
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->readAll(); });
 }
 
 void WebRequest::onTimeout(const QNetworkReply *reply, const std::function<void()> &action)

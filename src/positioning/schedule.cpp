@@ -3,11 +3,9 @@
 
 #include "positioning/positionadaptor.h"
 
-#include "configuration/places.h"
 #include "positioning/updateinterval.h"
 
 #include <QDateTime>
-#include <QNetworkReply>
 
 #include <limits>
 
@@ -26,16 +24,6 @@ int startDelayMs(qint64 remainingMs)
 
 } // namespace
 
-PositionAdaptor::PositionAdaptor(QObject *provider)
-    : QDBusAbstractAdaptor(provider), state(std::make_unique<PositionAdaptorState>()),
-      cacheFilePath(QLatin1String(Places::sharedDirectory) + QLatin1String(".ondravexa-cache"))
-{
-    qRegisterMetaType<Position>("Position");
-    readCache();
-}
-
-PositionAdaptor::~PositionAdaptor() = default;
-
 void PositionAdaptor::startUpdates()
 {
     if (state->apiKey.isEmpty() || running)
@@ -45,6 +33,7 @@ void PositionAdaptor::startUpdates()
     const qint64 elapsedMs
         = QDateTime::currentMSecsSinceEpoch() - state->lastPosition.timestamp * qint64(1000);
     const qint64 remainingMs = state->requestInterval - elapsedMs;
+    // Once per cycle, here or with the first request.
     if (remainingMs > 0)
         connect(&republishTimer, &QTimer::timeout, this, &PositionAdaptor::updatePosition);
 
@@ -60,7 +49,6 @@ void PositionAdaptor::sendFirstRequest(qint64 remainingMs)
         &updateTimer, &QTimer::timeout, this, &PositionAdaptor::sendRequest, Qt::UniqueConnection);
     if (remainingMs <= 0)
         connect(&republishTimer, &QTimer::timeout, this, &PositionAdaptor::updatePosition);
-
     if (!requestsPaused)
         updateTimer.start(static_cast<int>(state->requestInterval));
     republishTimer.start(static_cast<int>(state->republishInterval));
@@ -95,44 +83,4 @@ void PositionAdaptor::setUpdateInterval(quint64 ms)
     updateTimer.setInterval(static_cast<int>(intervalMs));
     if (!updateTimer.isActive())
         updateTimer.start();
-}
-
-void PositionAdaptor::updatePosition()
-{
-    const Position &position = state->lastPosition;
-    if (position.fields != Position::FieldNone)
-        Q_EMIT PositionChanged(position.fields, position.timestamp, position.latitude,
-            position.longitude, position.altitude, position.accuracy);
-}
-
-void PositionAdaptor::republishPosition()
-{
-    updatePosition();
-}
-
-int PositionAdaptor::GetPosition(
-    int &timestamp, double &latitude, double &longitude, double &altitude, Accuracy &accuracy)
-{
-    const Position &position = state->lastPosition;
-    timestamp = position.timestamp;
-    latitude = position.latitude;
-    longitude = position.longitude;
-    altitude = position.altitude;
-    accuracy = position.accuracy;
-    return position.fields;
-}
-
-void PositionAdaptor::requestTimedOut(QNetworkReply *reply)
-{
-    reply->setProperty("timedOut", true);
-    // Runs replyFinished() before it returns.
-    reply->abort();
-    if (retriesLeft < 1) {
-        qWarning("Request timed out, no retries left");
-        return;
-    }
-
-    --retriesLeft;
-    qWarning("Request timed out %d retries left", retriesLeft);
-    sendRequest();
 }
