@@ -1,58 +1,29 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-// A program that does nothing but own a bus name and answer one constant method.
+// The least that a program like the daemon can cost: it holds the network library with one manager
+// for positions and one for keys, owns a name on the bus and answers with constants.
+
+#include "dbus/accuracy.h"
 
 #include <QCoreApplication>
-#include <QDBusAbstractAdaptor>
-#include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusMetaType>
-#ifdef FLOOR_WITH_NETWORK
 #include <QNetworkAccessManager>
-#endif
 
-struct FloorAccuracy
-{
-    int level = 0;
-    double horizontal = 0;
-    double vertical = 0;
-};
-Q_DECLARE_METATYPE(FloorAccuracy)
-
-QDBusArgument &operator<<(QDBusArgument &argument, const FloorAccuracy &accuracy)
-{
-    argument.beginStructure();
-    argument << accuracy.level << accuracy.horizontal << accuracy.vertical;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument &operator>>(const QDBusArgument &argument, FloorAccuracy &accuracy)
-{
-    argument.beginStructure();
-    argument >> accuracy.level >> accuracy.horizontal >> accuracy.vertical;
-    argument.endStructure();
-    return argument;
-}
-
-class FloorAdaptor : public QDBusAbstractAdaptor
+class Floor : public QObject
 {
     Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Geoclue.Position")
-
-public:
-    explicit FloorAdaptor(QObject *object) : QDBusAbstractAdaptor(object) { }
+    Q_CLASSINFO("D-Bus Interface", "org.ondravexa.Floor")
 
 public Q_SLOTS:
-    int GetPosition(int &timestamp, double &latitude, double &longitude, double &altitude,
-        FloorAccuracy &accuracy)
+    void Nothing() { }
+
+    int GetPosition(
+        int &timestamp, double &latitude, double &longitude, double &altitude, Accuracy &accuracy)
     {
         timestamp = 1700000000;
-        latitude = 48.5;
-        longitude = -38.25;
-        altitude = 0;
-        accuracy = {4, 25, 0};
+        latitude = longitude = altitude = 0;
+        accuracy = {};
         return 3;
     }
 };
@@ -60,17 +31,16 @@ public Q_SLOTS:
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     QCoreApplication::setLibraryPaths({});
-    qDBusRegisterMetaType<FloorAccuracy>();
-#ifdef FLOOR_WITH_NETWORK
-    const QNetworkAccessManager networkAccessManager;
 #endif
-    QObject object;
-    new FloorAdaptor(&object);
+    const QNetworkAccessManager forPositions;
+    const QNetworkAccessManager forKeys;
+    registerAccuracy();
+    Floor floor;
     QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.registerService(QStringLiteral("org.ondravexa.Floor"))
-        || !bus.registerObject(QStringLiteral("/org/freedesktop/Geoclue/Providers/OndraVexa"),
-            &object, QDBusConnection::ExportAdaptors))
+    if (!bus.registerService("org.ondravexa.Floor")
+        || !bus.registerObject("/", &floor, QDBusConnection::ExportAllSlots))
         qFatal("No place on the bus");
     return QCoreApplication::exec();
 }

@@ -5,20 +5,17 @@
 
 #include "waiting.h"
 
-#include <QDBusMessage>
+#include <QDBusConnectionInterface>
+#include <QDBusServiceWatcher>
 #include <QDir>
-#include <QFile>
-#include <QJsonObject>
+#include <QElapsedTimer>
 #include <QSettings>
 
-#include <ctime>
-#include <sys/mman.h>
-#include <utility>
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto startDeadline = std::chrono::seconds(20);
-constexpr qint64 nsPerSecond = 1000000000;
+constexpr auto startDeadline = 60s;
 
 QByteArray contentOf(const QString &path)
 {
@@ -26,194 +23,108 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+QStringList threadsOf(qint64 processId)
+{
+    return QDir(QString("/proc/%1/task").arg(processId))
+        .entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+}
+
+double processorMsOf(qint64 processId)
+{
+    double ns = 0;
+    for (const QString &thread : threadsOf(processId)) {
+        const QString file = QString("/proc/%1/task/%2/schedstat").arg(processId).arg(thread);
+        ns += contentOf(file).split(' ').first().toDouble();
+    }
+    return ns / 1e6;
+}
+
 } // namespace
 
-Subject daemonSubject()
+Program floorProgram()
 {
-    return {QStringLiteral("daemon"), QStringLiteral("org.freedesktop.Geoclue.Providers.OndraVexa"),
-        {QStringLiteral(ONDRAVEXA_DAEMON)}};
+    return {"floor", "org.ondravexa.Floor", {ONDRAVEXA_FLOOR}};
 }
 
-Subject floorSubject()
+Program daemonProgram()
 {
-    return {QStringLiteral("floor"), QStringLiteral("org.ondravexa.Floor"),
-        {QStringLiteral(ONDRAVEXA_FLOOR)}};
+    return {"daemon", "org.freedesktop.Geoclue.Providers.OndraVexa", {ONDRAVEXA_DAEMON}};
 }
 
-Subject networkFloorSubject()
+QVector<Program> desktopPrograms()
 {
-    return {QStringLiteral("floor with network"), QStringLiteral("org.ondravexa.Floor"),
-        {QStringLiteral(ONDRAVEXA_FLOOR_NETWORK)}};
+    const QString program = "/usr/libexec/geoclue";
+    if (!QFile::exists(program))
+        return {};
+    return {{"desktop's service", "org.freedesktop.GeoClue2", {program, "--timeout=0"}}};
 }
 
-Subject watched(const Subject &subject)
+Run::Run(const Program &program, const QStringList &wrapper)
 {
-    Subject result = subject;
-    result.name += QStringLiteral(", watched");
-    result.command
-        = QStringList{QStringLiteral("env"), QStringLiteral("LD_PRELOAD=" ONDRAVEXA_POLL_TIMEOUTS),
-              QStringLiteral("ONDRAVEXA_POLL_TIMEOUTS=waits")}
-        + subject.command;
-    return result;
-}
+    QSettings(
+        m_directory.filePath("var/lib/geoclue/providers/vexa/settings.conf"), QSettings::IniFormat)
+        .setValue("settings/update_interval", "60");
+    QDir(m_directory.path()).mkpath("srv/shared/org.ondravexa/geoclue");
 
-Subject accelerated(const Subject &subject, int factor)
-{
-    Subject fast = subject;
-    fast.command = QStringList{QStringLiteral("env"),
-                       QStringLiteral("LD_PRELOAD=/usr/$LIB/faketime/libfaketimeMT.so.1"),
-                       QStringLiteral("FAKETIME_DISABLE_SHM=1"),
-                       QStringLiteral("FAKETIME=+0 x%1").arg(factor)}
-        + subject.command;
-    return fast;
-}
+    bool owned = false;
+    const QDBusServiceWatcher watcher(
+        program.busName, *m_client, QDBusServiceWatcher::WatchForRegistration);
+    QObject::connect(
+        &watcher, &QDBusServiceWatcher::serviceRegistered, &m_process, [&owned] { owned = true; });
+    // A round trip, so that the bus knows of the watch.
+    m_client->interface()->isServiceRegistered(program.busName);
 
-qint64 monotonicNs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * nsPerSecond + now.tv_nsec;
-}
-
-qint64 procFigure(const QString &file, const QByteArray &name)
-{
-    const QList<QByteArray> lines = contentOf(file).split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith(name + ':')) {
-            return line.mid(name.size() + 1).simplified().split(' ').first().toLongLong();
-        }
-    }
-    qFatal("No %s in %s", name.constData(), qUtf8Printable(file));
-}
-
-Program::Process::Process()
-    : m_execNs(static_cast<qint64 *>(
-        mmap(nullptr, sizeof(qint64), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
-{
-}
-
-Program::Process::~Process()
-{
-    munmap(m_execNs, sizeof(qint64));
-}
-
-void Program::Process::setupChildProcess()
-{
-    ChildProcess::setupChildProcess();
-    *m_execNs = monotonicNs();
-}
-
-Program::Program(Subject subject, const QString &busAddress)
-    : m_subject(std::move(subject)), m_connection(busAddress),
-      m_watcher(m_subject.busName, *m_connection, QDBusServiceWatcher::WatchForRegistration)
-{
-    connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this,
-        [this] { m_ownedNs = monotonicNs(); });
-    QDir(m_directory.path()).mkpath(QStringLiteral("var/lib/geoclue/providers/vexa"));
-    QDir(m_directory.path()).mkpath(QStringLiteral("srv/shared/org.ondravexa/geoclue"));
-    m_waits.setFileName(m_directory.filePath(QStringLiteral("waits")));
-    if (!m_waits.open(QIODevice::ReadWrite) || !m_waits.resize(sizeof(PollTimeouts))) {
-        qFatal("Cannot write %s", qUtf8Printable(m_waits.fileName()));
-    }
-    m_timeouts = reinterpret_cast<PollTimeouts *>(m_waits.map(0, sizeof(PollTimeouts)));
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), busAddress);
+    environment.insert("DBUS_SYSTEM_BUS_ADDRESS", m_bus.address());
     m_process.setProcessEnvironment(environment);
     m_process.setWorkingDirectory(m_directory.path());
-    m_process.setStandardOutputFile(QProcess::nullDevice());
-    m_process.setStandardErrorFile(QProcess::nullDevice());
+    m_process.setProcessChannelMode(QProcess::MergedChannels);
+    QStringList command = wrapper + program.command;
+    const QString executable = command.takeFirst();
+    QElapsedTimer sinceFork;
+    sinceFork.start();
+    m_process.start(executable, command);
+    if (!waitUntil([&owned] { return owned; }, startDeadline))
+        qFatal("%s does not take its name", qUtf8Printable(program.name));
+    m_wallMs = static_cast<double>(sinceFork.nsecsElapsed()) / 1e6;
+    m_processorMs = processorMsOf(processId());
 }
 
-Program::~Program()
-{
-    stop();
-}
-
-void Program::writeSettings(const Options &options) const
-{
-    QSettings settings(
-        m_directory.filePath(QStringLiteral("var/lib/geoclue/providers/vexa/settings.conf")),
-        QSettings::IniFormat);
-    settings.beginGroup(QStringLiteral("settings"));
-    for (auto option = options.cbegin(); option != options.cend(); ++option) {
-        settings.setValue(option.key(), option.value());
-    }
-}
-
-Program::Start Program::start()
-{
-    m_ownedNs = 0;
-    m_process.start(m_subject.command.first(), m_subject.command.mid(1));
-    if (!waitUntil([this] { return m_ownedNs != 0; }, startDeadline)) {
-        qFatal("%s has not taken its name", qUtf8Printable(m_subject.name));
-    }
-    return {static_cast<double>(m_ownedNs - m_process.execNs()) / 1e6,
-        static_cast<double>(processorNs()) / 1e6};
-}
-
-void Program::stop()
+Run::~Run()
 {
     m_process.kill();
     m_process.waitForFinished();
 }
 
-QJsonObject Program::memory() const
+QByteArray Run::terminate()
 {
-    const QString rollup = QStringLiteral("/proc/%1/smaps_rollup").arg(processId());
-    return {{QStringLiteral("privateDirtyKib"), procFigure(rollup, "Private_Dirty")},
-        {QStringLiteral("proportionalKib"), procFigure(rollup, "Pss")},
-        {QStringLiteral("threads"), tasks().size()}};
+    m_process.terminate();
+    m_process.waitForFinished();
+    return m_process.readAll();
 }
 
-QMap<QString, qint64> Program::sleeps() const
+void pass(std::chrono::milliseconds time)
 {
-    QMap<QString, qint64> sleeps;
-    for (const QString &task : tasks()) {
-        sleeps.insert(
-            task, procFigure(task + QStringLiteral("/status"), "voluntary_ctxt_switches"));
-    }
-    return sleeps;
+    waitUntil([] { return false; }, time);
 }
 
-qint64 Program::processorNs() const
+qint64 procFigure(qint64 processId, const QString &file, const QByteArray &name)
 {
-    qint64 sum = 0;
-    for (const QString &task : tasks()) {
-        sum += contentOf(task + QStringLiteral("/schedstat")).split(' ').first().toLongLong();
-    }
-    return sum;
+    const QString path = QString("/proc/%1/%2").arg(processId).arg(file);
+    const QList<QByteArray> lines = contentOf(path).split('\n');
+    const QByteArray label = name + ':';
+    for (const QByteArray &line : lines)
+        if (line.startsWith(label))
+            return line.mid(label.size()).simplified().split(' ').first().toLongLong();
+    qFatal("No %s in %s", name.constData(), qUtf8Printable(path));
 }
 
-QStringList Program::tasks() const
+QMap<QString, qint64> sleeps(qint64 processId)
 {
-    const QString directory = QStringLiteral("/proc/%1/task/").arg(processId());
-    QStringList paths = QDir(directory).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (QString &path : paths) {
-        path.prepend(directory);
-    }
-    return paths;
-}
-
-QDBusMessage Program::makeCall(const QString &interface, const QString &method) const
-{
-    return QDBusMessage::createMethodCall(m_subject.busName,
-        QStringLiteral("/org/freedesktop/Geoclue/Providers/OndraVexa"), interface, method);
-}
-
-qint64 Program::call(
-    const QDBusConnection &client, const QString &interface, const QString &method) const
-{
-    const QDBusMessage message = makeCall(interface, method);
-    const qint64 begin = monotonicNs();
-    const QDBusMessage reply = client.call(message);
-    const qint64 end = monotonicNs();
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        qFatal("%s: %s", qUtf8Printable(method), qUtf8Printable(reply.errorMessage()));
-    }
-    return end - begin;
-}
-
-void Program::addReference(const QDBusConnection &client) const
-{
-    call(client, QStringLiteral("org.freedesktop.Geoclue"), QStringLiteral("AddReference"));
+    QMap<QString, qint64> counts;
+    for (const QString &thread : threadsOf(processId))
+        counts.insert(thread,
+            procFigure(
+                processId, QString("task/%1/status").arg(thread), "voluntary_ctxt_switches"));
+    return counts;
 }

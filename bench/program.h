@@ -5,102 +5,58 @@
 
 #include "busconnection.h"
 #include "childprocess.h"
-#include "polltimeouts.h"
+#include "privatebus.h"
 #include "scratchdirectory.h"
 
-#include <QDBusServiceWatcher>
-#include <QFile>
-#include <QJsonObject>
+#include <QMap>
+#include <QVector>
 
-// What to run: the first word of the command is the program.
-struct Subject
+#include <chrono>
+
+/// Something to measure: a program that takes a name on the bus.
+struct Program
 {
-    QString name;
+    QString name; ///< in the report
     QString busName;
     QStringList command;
 };
 
-Subject daemonSubject();
-Subject floorSubject();
-Subject networkFloorSubject();
-// The same program with the ends of its waits noted in a file "waits" of its directory.
-Subject watched(const Subject &subject);
-// The same program with a clock that runs so many times faster.
-Subject accelerated(const Subject &subject, int factor);
+Program floorProgram();
+Program daemonProgram();
+/// The desktop's location service, on machines that have it.
+QVector<Program> desktopPrograms();
 
-// Nanoseconds of the monotonic clock, the same for all processes.
-qint64 monotonicNs();
-
-// Reads the figure after "NAME:" in a file of /proc.
-qint64 procFigure(const QString &file, const QByteArray &name);
-
-// A subject, run in a temporary directory of its own.
-class Program : public QObject
+/// A program at work, alone on a bus of its own. The daemon finds settings without a key, so that
+/// it sends no requests.
+class Run
 {
-    Q_OBJECT
-
 public:
-    using Options = QMap<QString, QString>;
+    /// Starts it, by way of the wrapper, and waits until it owns its name.
+    explicit Run(const Program &program, const QStringList &wrapper = {});
+    ~Run();
+    Q_DISABLE_COPY(Run)
 
-    Program(Subject subject, const QString &busAddress);
-    ~Program() override;
-
-    const QString &name() const { return m_subject.name; }
     qint64 processId() const { return m_process.processId(); }
-    // Of a watched program.
-    const PollTimeouts &timeouts() const { return *m_timeouts; }
-    // Writes the section "settings" of the settings file.
-    void writeSettings(const Options &options) const;
-
-    // What it took from exec to the name owned.
-    struct Start
-    {
-        double ms;
-        double processorMs;
-    };
-
-    // Starts it and waits until it owns its name.
-    Start start();
-    void stop();
-
-    // Private dirty and proportional memory, in KiB, and the number of threads.
-    QJsonObject memory() const;
-    // How often each thread of it has gone to sleep so far.
-    QMap<QString, qint64> sleeps() const;
-    // Nanoseconds of processor time so far.
-    qint64 processorNs() const;
-
-    // Calls a method of the daemon's object without arguments and waits for the answer;
-    // nanoseconds.
-    qint64 call(
-        const QDBusConnection &client, const QString &interface, const QString &method) const;
-    QDBusMessage makeCall(const QString &interface, const QString &method) const;
-    void addReference(const QDBusConnection &client) const;
+    /// From the fork until the name was owned: on the wall, and of processor time.
+    double wallMs() const { return m_wallMs; }
+    double processorMs() const { return m_processorMs; }
+    /// A client on the same bus.
+    QDBusConnection &client() { return *m_client; }
+    /// Ends it with SIGTERM; what it has said on both channels.
+    QByteArray terminate();
 
 private:
-    // Notes when it passes from this program to the other.
-    class Process : public ChildProcess
-    {
-    public:
-        Process();
-        ~Process() override;
-        qint64 execNs() const { return *m_execNs; }
-
-    protected:
-        void setupChildProcess() override;
-
-    private:
-        qint64 *m_execNs; // shared with the child
-    };
-
-    QStringList tasks() const;
-
-    const Subject m_subject;
-    BusConnection m_connection;
-    QDBusServiceWatcher m_watcher;
-    qint64 m_ownedNs = 0;
+    PrivateBus m_bus;
+    BusConnection m_client{m_bus.address()};
     ScratchDirectory m_directory;
-    QFile m_waits;
-    PollTimeouts *m_timeouts = nullptr; // in the file
-    Process m_process;
+    ChildProcess m_process;
+    double m_wallMs = 0;
+    double m_processorMs = 0;
 };
+
+/// Lets the event loop run.
+void pass(std::chrono::milliseconds time);
+/// The figure after "NAME:" in a file below /proc/PID.
+qint64 procFigure(qint64 processId, const QString &file, const QByteArray &name);
+/// How often each thread of a process has gone to sleep so far, by thread ID.
+QMap<QString, qint64> sleeps(qint64 processId);

@@ -3,19 +3,28 @@
 
 #pragma once
 
-#include "dbus/position.h"
-
 #include <QByteArray>
+#include <QString>
 
-// Gives the process an application object, a bus of its own as the system bus, and silence. Its
-// files are those of the sandboxed daemon: below the working directory.
-void prepareProcess();
+#include <cstdio>
 
-// Ends the process, as a finding, unless the condition holds.
-void require(bool condition, const char *rule);
+/// Ends the process, as a finding, unless the condition holds.
+inline void require(bool condition, const char *rule)
+{
+    if (!condition)
+        qFatal("Broken rule: %s", rule);
+}
 
-// All that happens before the event loop would sleep.
-void processEvents();
+/// Keeps what the product logs off the screen.
+inline void silenceLog()
+{
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+        if (type == QtFatalMsg)
+            std::fprintf(stderr, "%s\n", qUtf8Printable(text));
+    });
+}
 
-// The members of a position, bit by bit, so that NaN equals itself.
-QByteArray bits(const Position &position);
+inline QByteArray inputOf(const uint8_t *data, size_t size)
+{
+    return {reinterpret_cast<const char *>(data), static_cast<int>(size)};
+}

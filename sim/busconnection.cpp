@@ -10,7 +10,7 @@ namespace {
 QString uniqueName()
 {
     static std::atomic<int> count{0};
-    return QStringLiteral("sim-%1").arg(++count);
+    return QString("sim-%1").arg(++count);
 }
 
 } // namespace

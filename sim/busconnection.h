@@ -5,8 +5,8 @@
 
 #include <QDBusConnection>
 
-// A bus connection of its own, never shared with other code of the process, closed with this
-// object.
+/// A bus connection of its own, never shared with other code of the process, closed with this
+/// object.
 class BusConnection
 {
 public:

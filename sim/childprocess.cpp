@@ -3,17 +3,8 @@
 
 #include "childprocess.h"
 
-#include <csignal>
-#include <sys/prctl.h>
-#include <unistd.h>
-
-void ChildProcess::setupChildProcess()
+void ChildProcess::start(const QString &program, const QStringList &arguments)
 {
-    // Out of reach of a Ctrl-C at the terminal, so that this process can end it in good order.
-    ::setpgid(0, 0);
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // The parent may have died before the line above.
-    if (::getppid() != m_parentId) {
-        ::_exit(1);
-    }
+    // Both become the program itself: the process ID stays.
+    QProcess::start("setsid", QStringList{"setpriv", "--pdeathsig", "KILL", program} + arguments);
 }

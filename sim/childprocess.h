@@ -3,10 +3,10 @@
 
 #pragma once
 
-#include <QCoreApplication>
 #include <QProcess>
 
-// A child process that the kernel kills when this process ends, however it ends.
+/// A child process that the kernel kills when this process ends, however it ends, and that a Ctrl-C
+/// at the terminal does not reach, so that this process can end it in good order.
 class ChildProcess : public QProcess
 {
     Q_OBJECT
@@ -14,9 +14,5 @@ class ChildProcess : public QProcess
 public:
     using QProcess::QProcess;
 
-protected:
-    void setupChildProcess() override;
-
-private:
-    const qint64 m_parentId = QCoreApplication::applicationPid();
+    void start(const QString &program, const QStringList &arguments);
 };

@@ -3,8 +3,6 @@
 
 #include "city.h"
 
-#include "geolocationservice.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -50,21 +48,18 @@ double receivedDbm(const QPointF &point, const QPointF &place, const Transmitter
 QVariantMap cellProperties(const City::Mast &mast, int dbm)
 {
     const auto code = [](int value) { return QVariant::fromValue(static_cast<uchar>(value)); };
-    QVariantMap cell{{QStringLiteral("Technology"), mast.technology},
-        {QStringLiteral("MobileCountryCode"), QStringLiteral("001")},
-        {QStringLiteral("MobileNetworkCode"), QStringLiteral("01")},
-        {QStringLiteral("CellId"), static_cast<uint>(mast.cellId)}};
-    if (mast.technology == QLatin1String("lte")) {
-        cell.insert(QStringLiteral("TrackingAreaCode"), QVariant::fromValue(areaCode));
-        cell.insert(QStringLiteral("ReferenceSignalReceivedPower"), code(qBound(0, dbm + 141, 97)));
+    QVariantMap cell{{"Technology", mast.technology}, {"MobileCountryCode", "001"},
+        {"MobileNetworkCode", "01"}, {"CellId", static_cast<uint>(mast.cellId)}};
+    if (mast.technology == "lte") {
+        cell.insert("TrackingAreaCode", QVariant::fromValue(areaCode));
+        cell.insert("ReferenceSignalReceivedPower", code(qBound(0, dbm + 141, 97)));
         return cell;
     }
-    cell.insert(QStringLiteral("LocationAreaCode"), QVariant::fromValue(areaCode));
-    if (mast.technology == QLatin1String("umts")) {
-        cell.insert(QStringLiteral("ReceivedSignalCodePower"), code(qBound(0, dbm + 121, 96)));
-    } else {
-        cell.insert(QStringLiteral("ReceivedSignalStrength"), code(qBound(0, dbm + 111, 63)));
-    }
+    cell.insert("LocationAreaCode", QVariant::fromValue(areaCode));
+    if (mast.technology == "umts")
+        cell.insert("ReceivedSignalCodePower", code(qBound(0, dbm + 121, 96)));
+    else
+        cell.insert("ReceivedSignalStrength", code(qBound(0, dbm + 111, 63)));
     return cell;
 }
 
@@ -78,9 +73,8 @@ City::City() : m_random(layoutSeed)
                 QPointF(avenues.at(column) + halfStreetWidth, roads.at(row) + halfStreetWidth),
                 QPointF(
                     avenues.at(column + 1) - halfStreetWidth, roads.at(row + 1) - halfStreetWidth));
-            if (!block.intersects(parkArea)) {
+            if (!block.intersects(parkArea))
                 build(block);
-            }
         }
     }
     placeMasts();
@@ -104,13 +98,12 @@ void City::build(const QRectF &block)
 
 void City::placeAccessPoint(const QRectF &building)
 {
-    if (m_random.generateDouble() > accessPointsPerBuilding) {
+    if (m_random.generateDouble() > accessPointsPerBuilding)
         return;
-    }
     const QPointF place(
         building.left() + building.width() * (0.1 + 0.8 * m_random.generateDouble()),
         building.top() + building.height() * (0.1 + 0.8 * m_random.generateDouble()));
-    const QString bssid = QStringLiteral("02:00:5e:10:%1:%2")
+    const QString bssid = QString("02:00:5e:10:%1:%2")
                               .arg(m_random.bounded(256), 2, 16, QLatin1Char('0'))
                               .arg(m_accessPoints.size(), 2, 16, QLatin1Char('0'));
     m_accessPoints.append(
@@ -123,14 +116,14 @@ void City::placeMasts()
         m_masts.append(
             {cellId, technology, point, {coordinateOf(point), mastDbmAtOneMetre, mastExponent}});
     };
-    place(26214401, QStringLiteral("lte"), {63, 62});
-    place(26214402, QStringLiteral("lte"), {255, 338});
-    place(26214403, QStringLiteral("lte"), {352, 60});
-    place(26214404, QStringLiteral("lte"), {536, 236});
-    place(1310721, QStringLiteral("umts"), {158, 232});
-    place(1310722, QStringLiteral("umts"), {536, 62});
-    place(20051, QStringLiteral("gsm"), {63, 325});
-    place(20052, QStringLiteral("gsm"), {445, 192});
+    place(26214401, "lte", {63, 62});
+    place(26214402, "lte", {255, 338});
+    place(26214403, "lte", {352, 60});
+    place(26214404, "lte", {536, 236});
+    place(1310721, "umts", {158, 232});
+    place(1310722, "umts", {536, 62});
+    place(20051, "gsm", {63, 325});
+    place(20052, "gsm", {445, 192});
 }
 
 QRectF City::bounds() const
@@ -146,12 +139,10 @@ QRectF City::park() const
 QVector<QLineF> City::streets() const
 {
     QVector<QLineF> all;
-    for (const double x : avenues) {
+    for (const double x : avenues)
         all.append(QLineF(x, 0, x, bounds().bottom()));
-    }
-    for (const double y : roads) {
+    for (const double y : roads)
         all.append(QLineF(0, y, bounds().right(), y));
-    }
     return all;
 }
 
@@ -167,16 +158,6 @@ QPointF City::pointOf(const Coordinate &coordinate) const
         (coordinate.latitude - origin.latitude) * metresPerDegreeOfLatitude};
 }
 
-void City::registerWith(GeolocationService &service) const
-{
-    for (const AccessPoint &accessPoint : m_accessPoints) {
-        service.addAccessPoint(accessPoint.bssid, accessPoint.transmitter);
-    }
-    for (const Mast &mast : m_masts) {
-        service.addCell(mast.cellId, mast.transmitter);
-    }
-}
-
 RadioView City::viewFrom(const QPointF &point)
 {
     RadioView view;
@@ -187,27 +168,24 @@ RadioView City::viewFrom(const QPointF &point)
         if (dbm >= weakestWlanDbm) {
             const int strength
                 = static_cast<int>(std::lround(dbm + connManStrengthOffsetDb)) + jitterDb();
-            view.wlans.append(
-                {QStringLiteral("/net/connman/service/wifi_") % QString::number(transmitter),
-                    accessPoint.bssid, std::min(strength, strongestWlan)});
+            view.wlans.append({"/net/connman/service/wifi_" % QString::number(transmitter),
+                accessPoint.bssid, std::min(strength, strongestWlan)});
         }
     }
     double strongestLte = weakestCellDbm;
     for (const Mast &mast : qAsConst(m_masts)) {
         const double dbm = receivedDbm(point, mast.place, mast.transmitter)
             + shadeDb(point, ++transmitter, 30, 2);
-        if (dbm < weakestCellDbm) {
+        if (dbm < weakestCellDbm)
             continue;
-        }
         const QVariantMap cell
             = cellProperties(mast, static_cast<int>(std::lround(dbm)) + jitterDb());
-        if (mast.technology != QLatin1String("lte") || dbm < strongestLte) {
+        if (mast.technology != "lte" || dbm < strongestLte) {
             view.neighbours.append(cell);
             continue;
         }
-        if (!view.servingCell.isEmpty()) {
+        if (!view.servingCell.isEmpty())
             view.neighbours.append(view.servingCell);
-        }
         view.servingCell = cell;
         strongestLte = dbm;
     }

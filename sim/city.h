@@ -11,26 +11,24 @@
 #include <QVariantMap>
 #include <QVector>
 
-class GeolocationService;
-
-// What a phone sees at one place, with the bus types of oFono and ConnMan.
+/// What a phone sees at one place, with the bus types of oFono and ConnMan.
 struct RadioView
 {
     struct Wlan
     {
-        QString path; // of the ConnMan service
+        QString path; ///< of the ConnMan service
         QString bssid;
-        int strength; // per cent
+        int strength; ///< per cent
     };
 
-    QVariantMap servingCell; // empty out of reach of all masts
+    QVariantMap servingCell; ///< empty out of reach of all masts
     QVector<QVariantMap> neighbours;
     QVector<Wlan> wlans;
 };
 
-// A small town on no map, the same at each run: streets, buildings with access points in them, a
-// park without any, and the masts of one mobile network. Points are in metres, x to the east and y
-// to the north of the south-western corner.
+/// A small town on no map, the same at each run: streets, buildings with access points in them, a
+/// park without any, and the masts of one mobile network. Points are in metres, x to the east and y
+/// to the north of the south-western corner.
 class City
 {
 public:
@@ -43,7 +41,7 @@ public:
     struct Mast
     {
         int cellId;
-        QString technology; // "gsm", "umts" or "lte"
+        QString technology; ///< "gsm", "umts" or "lte"
         QPointF place;
         Transmitter transmitter;
     };
@@ -60,11 +58,8 @@ public:
     Coordinate coordinateOf(const QPointF &point) const;
     QPointF pointOf(const Coordinate &coordinate) const;
 
-    // Tells the service where everything stands.
-    void registerWith(GeolocationService &service) const;
-
-    // What a phone at this point receives. Buildings shade each signal in a pattern that stays; a
-    // second look from the same point differs by 1 dB at most.
+    /// What a phone at this point receives. Buildings shade each signal in a pattern that stays; a
+    /// second look from the same point differs by 1 dB at most.
     RadioView viewFrom(const QPointF &point);
 
 private:

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// A place on the globe, in degrees.
+/// A place on the globe, in degrees.
 struct Coordinate
 {
     double latitude = 0;
@@ -12,7 +12,7 @@ struct Coordinate
 
 constexpr double metresPerDegreeOfLatitude = 111320;
 
-// Metres in a degree of longitude at this latitude.
+/// Metres in a degree of longitude at this latitude.
 double metresPerDegreeOfLongitude(double latitude);
-// Distance in metres, good for places within some kilometres of each other.
+/// Distance in metres, good for places within some kilometres of each other.
 double distanceMetres(const Coordinate &from, const Coordinate &to);

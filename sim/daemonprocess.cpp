@@ -13,38 +13,32 @@
 
 namespace {
 
-const QLatin1String settingsFile("var/lib/geoclue/providers/vexa/settings.conf");
-const QLatin1String cacheFile("srv/shared/org.ondravexa/geoclue/.ondravexa-cache");
+constexpr auto startDeadline = std::chrono::seconds(30);
 
-constexpr int startDeadlineMs = 10000;
+} // namespace
 
-void write(const QString &path, const QByteArray &content)
+void DaemonProcess::write(const QString &path, const QByteArray &content)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         qFatal("Cannot write %s", qUtf8Printable(path));
-    }
 }
 
-QByteArray contentOf(const QString &path)
+QByteArray DaemonProcess::contentOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
-
-} // namespace
 
 DaemonProcess::DaemonProcess(const QString &busAddress)
     : m_environment(QProcessEnvironment::systemEnvironment())
 {
     QDir().mkpath(QFileInfo(settingsPath()).path());
     QDir().mkpath(QFileInfo(cachePath()).path());
-    setEnvironmentVariable(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), busAddress);
-    setEnvironmentVariable(
-        QStringLiteral("QT_MESSAGE_PATTERN"), QStringLiteral("%{type}: %{message}"));
-    setEnvironmentVariable(
-        QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.debug=true"));
-    setEnvironmentVariable(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
+    setEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS", busAddress);
+    setEnvironmentVariable("QT_MESSAGE_PATTERN", "%{type}: %{message}");
+    setEnvironmentVariable("QT_LOGGING_RULES", "default.debug=true");
+    setEnvironmentVariable("QT_FORCE_STDERR_LOGGING", "1");
     m_process.setProcessChannelMode(QProcess::MergedChannels);
     m_process.setWorkingDirectory(m_directory.path());
     connect(&m_process, &QProcess::readyRead, this, &DaemonProcess::readLog);
@@ -56,58 +50,13 @@ DaemonProcess::~DaemonProcess()
     kill();
 }
 
-QString DaemonProcess::settingsPath() const
-{
-    return m_directory.filePath(settingsFile);
-}
-
-QString DaemonProcess::cachePath() const
-{
-    return m_directory.filePath(cacheFile);
-}
-
 void DaemonProcess::writeSettings(const QMap<QString, QString> &options) const
 {
     removeSettings();
     QSettings settings(settingsPath(), QSettings::IniFormat);
-    settings.beginGroup(QStringLiteral("settings"));
-    for (auto option = options.cbegin(); option != options.cend(); ++option) {
+    settings.beginGroup("settings");
+    for (auto option = options.cbegin(); option != options.cend(); ++option)
         settings.setValue(option.key(), option.value());
-    }
-}
-
-void DaemonProcess::writeRawSettings(const QByteArray &content) const
-{
-    write(settingsPath(), content);
-}
-
-void DaemonProcess::writeCache(const QByteArray &content) const
-{
-    write(cachePath(), content);
-}
-
-void DaemonProcess::removeSettings() const
-{
-    QFile::remove(settingsPath());
-}
-
-QByteArray DaemonProcess::settings() const
-{
-    return contentOf(settingsPath());
-}
-
-QByteArray DaemonProcess::cache() const
-{
-    return contentOf(cachePath());
-}
-
-void DaemonProcess::setEnvironmentVariable(const QString &name, const QString &value)
-{
-    if (value.isNull()) {
-        m_environment.remove(name);
-    } else {
-        m_environment.insert(name, value);
-    }
 }
 
 bool DaemonProcess::start()
@@ -119,13 +68,7 @@ bool DaemonProcess::start()
     command.append(QStringLiteral(ONDRAVEXA_SANDBOXED_DAEMON));
     const QString program = command.takeFirst();
     m_process.start(program, command);
-    return m_process.waitForStarted(startDeadlineMs);
-}
-
-void DaemonProcess::terminate()
-{
-    m_process.terminate();
-    m_process.waitForFinished();
+    return m_process.waitForStarted();
 }
 
 void DaemonProcess::kill()
@@ -146,6 +89,12 @@ bool DaemonProcess::waitForLog(
     return waitUntil([this, &text, count] { return logCount(text) >= count; }, deadline);
 }
 
+bool DaemonProcess::waitUntilServing() const
+{
+    // The status is set last.
+    return waitForLog("StatusAcquiring", startDeadline);
+}
+
 bool DaemonProcess::waitForEnd(std::chrono::milliseconds deadline) const
 {
     return waitUntil([this] { return !isRunning(); }, deadline);
@@ -156,7 +105,6 @@ void DaemonProcess::readLog()
     m_unfinishedLine += m_process.readAll();
     QList<QByteArray> lines = m_unfinishedLine.split('\n');
     m_unfinishedLine = lines.takeLast();
-    for (const QByteArray &line : qAsConst(lines)) {
+    for (const QByteArray &line : qAsConst(lines))
         m_log.append(QString::fromUtf8(line));
-    }
 }

@@ -28,15 +28,13 @@ void reportSignal(int)
 // away.
 void quitOnSignals(QCoreApplication &application)
 {
-    if (::pipe2(signalPipe.data(), O_CLOEXEC) != 0) {
+    if (::pipe2(signalPipe.data(), O_CLOEXEC) != 0)
         qFatal("No pipe for signals");
-    }
     auto *notifier = new QSocketNotifier(signalPipe.front(), QSocketNotifier::Read, &application);
     QObject::connect(
         notifier, &QSocketNotifier::activated, &application, [] { QCoreApplication::quit(); });
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
         std::signal(number, reportSignal);
-    }
 }
 
 bool save(const QByteArray &drawing, const QString &path)
@@ -44,9 +42,8 @@ bool save(const QByteArray &drawing, const QString &path)
     QSaveFile file(path);
     const bool saved
         = file.open(QIODevice::WriteOnly) && file.write(drawing) == drawing.size() && file.commit();
-    if (!saved) {
+    if (!saved)
         qWarning("%s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
-    }
     return saved;
 }
 
@@ -57,25 +54,21 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QCommandLineParser options;
     options.setApplicationDescription(
-        QStringLiteral("Walks through a simulated town for about a minute and shows the positions "
-                       "that the daemon\n"
-                       "publishes on the way. Needs no phone, no network and no root."));
+        "Walks through a simulated town for about a minute and shows the positions "
+        "that the daemon\n"
+        "publishes on the way. Needs no phone, no network and no root.");
     options.addHelpOption();
-    const QCommandLineOption forever(
-        QStringLiteral("forever"), QStringLiteral("Walk on until Ctrl-C."));
-    const QCommandLineOption svg(QStringLiteral("svg"),
-        QStringLiteral("Draw the walk into <file>."), QStringLiteral("file"));
+    const QCommandLineOption forever("forever", "Walk on until Ctrl-C.");
+    const QCommandLineOption svg("svg", "Draw the walk into <file>.", "file");
     options.addOptions({forever, svg});
     options.process(application);
     quitOnSignals(application);
 
     Demo demo;
-    if (!options.isSet(forever)) {
+    if (!options.isSet(forever))
         QObject::connect(&demo, &Demo::roundDone, &application, &QCoreApplication::quit);
-    }
-    if (!demo.start()) {
+    if (!demo.start())
         return EXIT_FAILURE;
-    }
     const bool walked = QCoreApplication::exec() == EXIT_SUCCESS;
     const bool found = demo.sumUp();
     const bool drawn = !options.isSet(svg) || save(demo.drawing(), options.value(svg));

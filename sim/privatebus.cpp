@@ -29,7 +29,7 @@ const QLatin1String configuration(
 
 PrivateBus::PrivateBus()
 {
-    QFile file(m_directory.filePath(QStringLiteral("bus.conf")));
+    QFile file(m_directory.filePath("bus.conf"));
     if (file.open(QIODevice::WriteOnly)) {
         file.write(QString(configuration).arg(address()).toUtf8());
         file.close();
@@ -44,16 +44,15 @@ PrivateBus::~PrivateBus()
 
 QString PrivateBus::address() const
 {
-    return QStringLiteral("unix:path=") % m_directory.filePath(QStringLiteral("bus"));
+    return "unix:path=" % m_directory.filePath("bus");
 }
 
 bool PrivateBus::start()
 {
-    QFile::remove(m_directory.filePath(QStringLiteral("bus")));
-    m_daemon.start(QStringLiteral("dbus-daemon"),
-        {QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-            QStringLiteral("--print-address"),
-            QStringLiteral("--config-file=") % m_directory.filePath(QStringLiteral("bus.conf"))});
+    QFile::remove(m_directory.filePath("bus"));
+    m_daemon.start("dbus-daemon",
+        {"--nofork", "--nopidfile", "--print-address",
+            "--config-file=" % m_directory.filePath("bus.conf")});
     // The address is printed once the daemon listens.
     const bool listening
         = m_daemon.waitForStarted(startDeadlineMs) && m_daemon.waitForReadyRead(startDeadlineMs);

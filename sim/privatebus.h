@@ -6,22 +6,22 @@
 #include "childprocess.h"
 #include "scratchdirectory.h"
 
-// A bus daemon of our own that allows everything, on a unix socket in a temporary directory.
+/// A bus daemon of our own that allows everything, on a unix socket in a temporary directory.
 class PrivateBus
 {
 public:
-    // Starts the daemon; isRunning() tells whether that worked.
+    /// Starts the daemon; isRunning() tells whether that worked.
     PrivateBus();
     ~PrivateBus();
     Q_DISABLE_COPY(PrivateBus)
 
-    // The same through the whole life of the object.
+    /// The same through the whole life of the object.
     QString address() const;
     bool isRunning() const { return m_daemon.state() == QProcess::Running; }
 
-    // Starts the daemon again after kill(); false when it does not come up.
+    /// Starts the daemon again after kill(); false when it does not come up.
     bool start();
-    // All connections break, as when the daemon crashes.
+    /// All connections break, as when the daemon crashes.
     void kill();
 
 private:

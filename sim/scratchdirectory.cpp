@@ -5,8 +5,6 @@
 
 #include <QDir>
 
-#include <unistd.h>
-
 namespace {
 
 // A socket address holds 107 characters; this leaves 37 for the names below the directory.
@@ -15,20 +13,18 @@ constexpr int longestUsefulTempPath = 70;
 QString directoryTemplate()
 {
     const QString temp = QDir::tempPath();
-    const QString base = temp.size() <= longestUsefulTempPath ? temp : QStringLiteral("/tmp");
-    return base % QStringLiteral("/ondravexa-XXXXXX");
+    const QString base = temp.size() <= longestUsefulTempPath ? temp : "/tmp";
+    return base % "/ondravexa-XXXXXX";
 }
 
 } // namespace
 
 ScratchDirectory::ScratchDirectory() : m_directory(directoryTemplate())
 {
-    if (!m_directory.isValid()) {
+    if (!m_directory.isValid())
         qFatal("No temporary directory: %s", qUtf8Printable(m_directory.errorString()));
-    }
     // End of input means that this process is gone; its children may need a moment to follow.
-    m_guardian.start(QStringLiteral("/bin/sh"),
-        {QStringLiteral("-c"), QStringLiteral("read -r _; sleep 0.3; rm -rf -- \"$0\""), path()});
+    m_guardian.start("setsid", {"sh", "-c", "read -r _; sleep 0.3; rm -rf -- \"$0\"", path()});
     if (!m_guardian.waitForStarted()) {
         m_directory.remove();
         qFatal(
@@ -40,10 +36,4 @@ ScratchDirectory::Guardian::~Guardian()
 {
     kill();
     waitForFinished();
-}
-
-void ScratchDirectory::Guardian::setupChildProcess()
-{
-    // Out of reach of a Ctrl-C meant for the foreground.
-    ::setsid();
 }

@@ -11,11 +11,9 @@ const QLatin1String managerInterface("net.connman.Manager");
 
 int indexOf(const SimulatedObjects &services, const QDBusObjectPath &path)
 {
-    for (int i = 0; i < services.size(); ++i) {
-        if (services.at(i).path == path) {
+    for (int i = 0; i < services.size(); ++i)
+        if (services.at(i).path == path)
             return i;
-        }
-    }
     return -1;
 }
 
@@ -23,28 +21,24 @@ int indexOf(const SimulatedObjects &services, const QDBusObjectPath &path)
 QVariantMap difference(const QVariantMap &before, const QVariantMap &after)
 {
     QVariantMap changed;
-    for (auto property = after.cbegin(); property != after.cend(); ++property) {
-        if (before.value(property.key()) != property.value()) {
+    for (auto property = after.cbegin(); property != after.cend(); ++property)
+        if (before.value(property.key()) != property.value())
             changed.insert(property.key(), property.value());
-        }
-    }
     return changed;
 }
 
 } // namespace
 
 SimulatedConnMan::SimulatedConnMan(const QString &busAddress)
-    : SimulatedService(busAddress, QStringLiteral("net.connman"))
+    : SimulatedService(busAddress, "net.connman")
 {
 }
 
 SimulatedObject SimulatedConnMan::wlan(const QString &path, const QString &bssid, int strength)
 {
     return {QDBusObjectPath(path),
-        {{QStringLiteral("Type"), QStringLiteral("wifi")},
-            {QStringLiteral("Name"), QString(QStringLiteral("net-") % bssid.right(2))},
-            {QStringLiteral("BSSID"), bssid},
-            {QStringLiteral("Strength"), QVariant::fromValue(static_cast<uchar>(strength))}}};
+        {{"Type", "wifi"}, {"Name", QString("net-" % bssid.right(2))}, {"BSSID", bssid},
+            {"Strength", QVariant::fromValue(static_cast<uchar>(strength))}}};
 }
 
 void SimulatedConnMan::setServices(const SimulatedObjects &services)
@@ -59,14 +53,12 @@ void SimulatedConnMan::setServices(const SimulatedObjects &services)
         anyChange = anyChange || index != i || !changed.last().properties.isEmpty();
     }
     QList<QDBusObjectPath> removed;
-    for (const SimulatedObject &service : qAsConst(m_services)) {
-        if (indexOf(services, service.path) < 0) {
+    for (const SimulatedObject &service : qAsConst(m_services))
+        if (indexOf(services, service.path) < 0)
             removed.append(service.path);
-        }
-    }
     m_services = services;
     if (anyChange) {
-        emitSignal(QStringLiteral("/"), managerInterface, QStringLiteral("ServicesChanged"),
+        emitSignal("/", managerInterface, "ServicesChanged",
             {QVariant::fromValue(changed), QVariant::fromValue(removed)});
     }
 }
@@ -75,19 +67,17 @@ void SimulatedConnMan::changeProperty(
     const QString &path, const QString &name, const QVariant &value)
 {
     const int index = indexOf(m_services, QDBusObjectPath(path));
-    if (index < 0) {
+    if (index < 0)
         return;
-    }
     m_services[index].properties.insert(name, value);
-    emitSignal(path, QStringLiteral("net.connman.Service"), QStringLiteral("PropertyChanged"),
+    emitSignal(path, "net.connman.Service", "PropertyChanged",
         {name, QVariant::fromValue(QDBusVariant(value))});
 }
 
 bool SimulatedConnMan::answer(const QDBusMessage &call)
 {
-    if (call.interface() != managerInterface || call.member() != QLatin1String("GetServices")) {
+    if (call.interface() != managerInterface || call.member() != "GetServices")
         return false;
-    }
     reply(call, {QVariant::fromValue(m_services)});
     return true;
 }

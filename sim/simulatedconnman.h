@@ -6,7 +6,7 @@
 #include "simulatedservice.h"
 #include "simulatedtypes.h"
 
-// ConnMan: the WLAN services in view.
+/// ConnMan: the WLAN services in view.
 class SimulatedConnMan : public SimulatedService
 {
     Q_OBJECT
@@ -15,12 +15,12 @@ public:
     explicit SimulatedConnMan(const QString &busAddress);
 
     const SimulatedObjects &services() const { return m_services; }
-    // The services from now on, in order. Tells of any difference with one ServicesChanged.
+    /// The services from now on, in order. Tells of any difference with one ServicesChanged.
     void setServices(const SimulatedObjects &services);
-    // Changes one property of a service and tells of it with the service's PropertyChanged.
+    /// Changes one property of a service and tells of it with the service's PropertyChanged.
     void changeProperty(const QString &path, const QString &name, const QVariant &value);
 
-    // A WLAN service as the phone's ConnMan publishes it; the strength is in per cent, 0 to 100.
+    /// A WLAN service as the phone's ConnMan publishes it; the strength is in per cent, 0 to 100.
     static SimulatedObject wlan(const QString &path, const QString &bssid, int strength);
 
 protected:

@@ -4,27 +4,23 @@
 #include "simulatedmce.h"
 
 SimulatedMce::SimulatedMce(const QString &busAddress)
-    : SimulatedService(busAddress, QStringLiteral("com.nokia.mce"))
+    : SimulatedService(busAddress, "com.nokia.mce")
 {
 }
 
 void SimulatedMce::setLockMode(const QString &mode)
 {
-    if (mode == m_lockMode) {
+    if (mode == m_lockMode)
         return;
-    }
     m_lockMode = mode;
-    emitSignal(QStringLiteral("/com/nokia/mce/signal"), QStringLiteral("com.nokia.mce.signal"),
-        QStringLiteral("tklock_mode_ind"), {mode});
+    emitSignal("/com/nokia/mce/signal", "com.nokia.mce.signal", "tklock_mode_ind", {mode});
 }
 
 bool SimulatedMce::answer(const QDBusMessage &call)
 {
-    if (call.path() != QLatin1String("/com/nokia/mce/request")
-        || call.interface() != QLatin1String("com.nokia.mce.request")
-        || call.member() != QLatin1String("get_tklock_mode")) {
+    if (call.path() != "/com/nokia/mce/request" || call.interface() != "com.nokia.mce.request"
+        || call.member() != "get_tklock_mode")
         return false;
-    }
     reply(call, {m_lockMode});
     return true;
 }

@@ -5,7 +5,7 @@
 
 #include "simulatedservice.h"
 
-// MCE: the lock of touch screen and keys.
+/// MCE: the lock of touch screen and keys.
 class SimulatedMce : public SimulatedService
 {
     Q_OBJECT
@@ -14,12 +14,12 @@ public:
     explicit SimulatedMce(const QString &busAddress);
 
     QString lockMode() const { return m_lockMode; }
-    // Such as "locked" or "unlocked"; tells of a change with tklock_mode_ind.
+    /// Such as "locked" or "unlocked"; tells of a change with tklock_mode_ind.
     void setLockMode(const QString &mode);
 
 protected:
     bool answer(const QDBusMessage &call) override;
 
 private:
-    QString m_lockMode = QStringLiteral("unlocked");
+    QString m_lockMode = "unlocked";
 };

@@ -19,15 +19,14 @@ const QLatin1String propertyChanged("PropertyChanged");
 
 const SimulatedModem *findIn(const QVector<SimulatedModem> &modems, const QString &path)
 {
-    const auto *const modem = std::find_if(modems.cbegin(), modems.cend(),
-        [&path](const SimulatedModem &candidate) { return candidate.path == path; });
+    const QVector<SimulatedModem>::const_iterator modem = std::find_if(modems.cbegin(),
+        modems.cend(), [&path](const SimulatedModem &candidate) { return candidate.path == path; });
     return modem == modems.cend() ? nullptr : &*modem;
 }
 
 SimulatedObject modemObject(const SimulatedModem &modem)
 {
-    return {QDBusObjectPath(modem.path),
-        {{QStringLiteral("Online"), true}, {QStringLiteral("Interfaces"), modem.interfaces}}};
+    return {QDBusObjectPath(modem.path), {{"Online", true}, {"Interfaces", modem.interfaces}}};
 }
 
 QVariant changedProperty(const QVariant &value)
@@ -38,7 +37,7 @@ QVariant changedProperty(const QVariant &value)
 } // namespace
 
 SimulatedOfono::SimulatedOfono(const QString &busAddress)
-    : SimulatedService(busAddress, QStringLiteral("org.ofono"))
+    : SimulatedService(busAddress, "org.ofono")
 {
 }
 
@@ -48,38 +47,35 @@ void SimulatedOfono::setModems(const QVector<SimulatedModem> &modems)
     m_modems = modems;
     for (const SimulatedModem &modem : before) {
         if (findModem(modem.path) == nullptr) {
-            emitSignal(QStringLiteral("/"), managerInterface, QStringLiteral("ModemRemoved"),
+            emitSignal("/", managerInterface, "ModemRemoved",
                 {QVariant::fromValue(QDBusObjectPath(modem.path))});
         }
     }
-    for (const SimulatedModem &modem : m_modems) {
+    for (const SimulatedModem &modem : m_modems)
         announceModem(findIn(before, modem.path), modem);
-    }
 }
 
 void SimulatedOfono::announceModem(const SimulatedModem *before, const SimulatedModem &after)
 {
     if (before == nullptr) {
         const SimulatedObject object = modemObject(after);
-        emitSignal(QStringLiteral("/"), managerInterface, QStringLiteral("ModemAdded"),
+        emitSignal("/", managerInterface, "ModemAdded",
             {QVariant::fromValue(object.path), object.properties});
         return;
     }
     if (before->interfaces != after.interfaces) {
         emitSignal(after.path, modemInterface, propertyChanged,
-            {QStringLiteral("Interfaces"), changedProperty(after.interfaces)});
+            {"Interfaces", changedProperty(after.interfaces)});
     }
     announceServingCell(*before, after);
 }
 
 void SimulatedOfono::announceServingCell(const SimulatedModem &before, const SimulatedModem &after)
 {
-    if (before.servingCell == after.servingCell) {
+    if (before.servingCell == after.servingCell)
         return;
-    }
     bool announced = false;
-    for (const QString &name : {QStringLiteral("Technology"), QStringLiteral("LocationAreaCode"),
-             QStringLiteral("CellId")}) {
+    for (const QString &name : QStringList{"Technology", "LocationAreaCode", "CellId"}) {
         if (before.servingCell.value(name) != after.servingCell.value(name)) {
             emitSignal(after.path, registrationInterface, propertyChanged,
                 {name, changedProperty(after.servingCell.value(name, 0U))});
@@ -89,13 +85,13 @@ void SimulatedOfono::announceServingCell(const SimulatedModem &before, const Sim
     if (!announced) {
         // What is left is the signal, which the registration reports in per cent.
         emitSignal(after.path, registrationInterface, propertyChanged,
-            {QStringLiteral("Strength"), changedProperty(QVariant::fromValue<uchar>(60))});
+            {"Strength", changedProperty(QVariant::fromValue<uchar>(60))});
     }
 }
 
 bool SimulatedOfono::answer(const QDBusMessage &call)
 {
-    if (call.interface() == managerInterface && call.member() == QLatin1String("GetModems")) {
+    if (call.interface() == managerInterface && call.member() == "GetModems") {
         SimulatedObjects objects;
         std::transform(
             m_modems.cbegin(), m_modems.cend(), std::back_inserter(objects), modemObject);
@@ -103,12 +99,11 @@ bool SimulatedOfono::answer(const QDBusMessage &call)
         return true;
     }
     const SimulatedModem *modem = findModem(call.path());
-    const bool aboutCells = call.member() == QLatin1String("GetServingCellInformation")
-        || call.member() == QLatin1String("GetNeighbouringCellInformation");
+    const bool aboutCells = call.member() == "GetServingCellInformation"
+        || call.member() == "GetNeighbouringCellInformation";
     if (modem == nullptr || !aboutCells || call.interface() != monitorInterface
-        || !modem->interfaces.contains(monitorInterface)) {
+        || !modem->interfaces.contains(monitorInterface))
         return false;
-    }
     answerAboutCells(call);
     return true;
 }
@@ -121,7 +116,7 @@ const SimulatedModem *SimulatedOfono::findModem(const QString &path) const
 void SimulatedOfono::answerAboutCells(const QDBusMessage &call)
 {
     if (m_busyModems.contains(call.path())) {
-        replyError(call, QStringLiteral("org.ofono.Error.InProgress"));
+        replyError(call, "org.ofono.Error.InProgress");
         return;
     }
     m_busyModems.insert(call.path());
@@ -133,18 +128,17 @@ void SimulatedOfono::sendCells(const QDBusMessage &call)
     const SimulatedModem *modem = findModem(call.path());
     if (modem == nullptr) {
         m_busyModems.remove(call.path());
-        replyError(call, QStringLiteral("org.ofono.Error.Failed"));
+        replyError(call, "org.ofono.Error.Failed");
         return;
     }
     QVariant cells = modem->servingCell;
-    if (call.member() == QLatin1String("GetNeighbouringCellInformation")) {
+    if (call.member() == "GetNeighbouringCellInformation") {
         SimulatedRecords records;
         std::transform(modem->neighbours.cbegin(), modem->neighbours.cend(),
             std::back_inserter(records),
             [](const QVariantMap &cell) { return SimulatedRecord{cell}; });
         cells = QVariant::fromValue(records);
     }
-    if (reply(call, {cells})) {
+    if (reply(call, {cells}))
         m_busyModems.remove(call.path());
-    }
 }

@@ -9,18 +9,17 @@
 
 #include <chrono>
 
-// What a simulated modem reports.
+/// What a simulated modem reports.
 struct SimulatedModem
 {
-    QString path; // such as "/ril_0"
-    QVariantMap servingCell; // members and exact types as oFono has them
+    QString path; ///< such as "/ril_0"
+    QVariantMap servingCell; ///< members and exact types as oFono has them
     QVector<QVariantMap> neighbours;
-    QStringList interfaces = {QStringLiteral("org.ofono.NetworkRegistration"),
-        QStringLiteral("org.ofono.NetworkMonitor")};
+    QStringList interfaces = {"org.ofono.NetworkRegistration", "org.ofono.NetworkMonitor"};
 };
 
-// oFono: modems and the cells that they see. Like the real one it serves one call about a modem's
-// cells at a time; a second one meanwhile gets org.ofono.Error.InProgress.
+/// oFono: modems and the cells that they see. Like the real one it serves one call about a modem's
+/// cells at a time; a second one meanwhile gets org.ofono.Error.InProgress.
 class SimulatedOfono : public SimulatedService
 {
     Q_OBJECT
@@ -28,11 +27,11 @@ class SimulatedOfono : public SimulatedService
 public:
     explicit SimulatedOfono(const QString &busAddress);
 
-    // Tells of added and removed modems, changed interfaces and a changed serving cell. A change of
-    // the neighbours alone is not announced, as with the real one.
+    /// Tells of added and removed modems, changed interfaces and a changed serving cell. A change
+    /// of the neighbours alone is not announced, as with the real one.
     void setModems(const QVector<SimulatedModem> &modems);
 
-    // How long a call about cells takes; 5 ms unless set.
+    /// How long a call about cells takes; 5 ms unless set.
     void setCellDelay(std::chrono::milliseconds delay) { m_cellDelay = delay; }
 
 protected:

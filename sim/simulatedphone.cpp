@@ -8,7 +8,7 @@
 void SimulatedPhone::see(const RadioView &view)
 {
     SimulatedModem modem;
-    modem.path = QStringLiteral("/ril_0");
+    modem.path = "/ril_0";
     modem.servingCell = view.servingCell;
     modem.neighbours = view.neighbours;
     ofono.setModems({modem});

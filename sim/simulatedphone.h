@@ -9,8 +9,8 @@
 
 struct RadioView;
 
-// The system services of a phone, as far as the daemon looks at them. Each one can come, leave and
-// be told what to report on its own.
+/// The system services of a phone, as far as the daemon looks at them. Each one can come, leave and
+/// be told what to report on its own.
 class SimulatedPhone
 {
 public:
@@ -19,9 +19,9 @@ public:
     {
     }
 
-    // Starts all three; false when one of them could not take its name.
+    /// Starts all three; false when one of them could not take its name.
     bool start() { return ofono.start() && connMan.start() && mce.start(); }
-    // Has one modem and ConnMan report what there is to receive.
+    /// Has one modem and ConnMan report what there is to receive.
     void see(const RadioView &view);
 
     SimulatedOfono ofono;

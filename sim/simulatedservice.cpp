@@ -13,43 +13,51 @@ SimulatedService::SimulatedService(QString busAddress, QString busName)
     registerSimulatedTypes();
 }
 
-SimulatedService::~SimulatedService() = default;
+SimulatedService::~SimulatedService()
+{
+    leaveBus();
+    // Else the bus thread would hear of the end while it closes the connection.
+    disconnect();
+}
 
 bool SimulatedService::start()
 {
     auto connection = std::make_unique<BusConnection>(m_busAddress);
     const bool started = (*connection)->isConnected()
-        && (*connection)->registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath)
+        && (*connection)->registerVirtualObject("/", this, QDBusConnection::SubPath)
         && (*connection)->registerService(m_busName);
-    if (started) {
+    if (started)
         m_connection = std::move(connection);
-    }
     return started;
 }
 
 void SimulatedService::stop()
 {
-    // The library closes the connection a little later, which may be after the next start.
-    if (m_connection) {
-        (*m_connection)->unregisterService(m_busName);
-        m_connection.reset();
-    }
+    leaveBus();
     recovered();
 }
 
-void SimulatedService::neverAnswer(const QString &method)
+void SimulatedService::leaveBus()
 {
-    m_misbehaviours.insert(method, {Misbehaviour::Kind::Silence, {}, {}});
+    // The library closes the connection a little later, which may be after the next start.
+    if (m_connection) {
+        (*m_connection)->unregisterService(m_busName);
+        (*m_connection)->unregisterObject("/", QDBusConnection::UnregisterTree);
+        m_connection.reset();
+    }
 }
 
 void SimulatedService::answerError(const QString &method, const QString &errorName)
 {
-    m_misbehaviours.insert(method, {Misbehaviour::Kind::Error, errorName, {}});
+    m_misbehaviours.insert(method, [errorName](const QDBusMessage &call) {
+        return call.createErrorReply(errorName, "As simulated");
+    });
 }
 
 void SimulatedService::answerWith(const QString &method, const QVariantList &values)
 {
-    m_misbehaviours.insert(method, {Misbehaviour::Kind::Values, {}, values});
+    m_misbehaviours.insert(
+        method, [values](const QDBusMessage &call) { return call.createReply(values); });
 }
 
 void SimulatedService::behave(const QString &method)
@@ -70,9 +78,8 @@ void SimulatedService::emitSignal(const QString &path, const QString &interface,
 
 bool SimulatedService::handleMessage(const QDBusMessage &message, const QDBusConnection &)
 {
-    if (message.type() != QDBusMessage::MethodCallMessage || !m_connection) {
+    if (message.type() != QDBusMessage::MethodCallMessage || !m_connection)
         return false;
-    }
     ++m_callCounts[message.member()];
     return answer(message);
 }
@@ -84,30 +91,16 @@ QString SimulatedService::introspect(const QString &) const
 
 bool SimulatedService::reply(const QDBusMessage &call, const QVariantList &values)
 {
-    if (!m_connection) {
-        return false;
-    }
     const auto misbehaviour = m_misbehaviours.constFind(call.member());
-    if (misbehaviour == m_misbehaviours.constEnd()) {
-        (*m_connection)->send(call.createReply(values));
-        return true;
-    }
-    switch (misbehaviour->kind) {
-    case Misbehaviour::Kind::Silence:
+    const bool behaves = misbehaviour == m_misbehaviours.constEnd();
+    if (!m_connection || (!behaves && !*misbehaviour))
         return false;
-    case Misbehaviour::Kind::Error:
-        replyError(call, misbehaviour->errorName);
-        break;
-    case Misbehaviour::Kind::Values:
-        (*m_connection)->send(call.createReply(misbehaviour->values));
-        break;
-    }
+    (*m_connection)->send(behaves ? call.createReply(values) : (*misbehaviour)(call));
     return true;
 }
 
 void SimulatedService::replyError(const QDBusMessage &call, const QString &errorName)
 {
-    if (m_connection) {
-        (*m_connection)->send(call.createErrorReply(errorName, QStringLiteral("As simulated")));
-    }
+    if (m_connection)
+        (*m_connection)->send(call.createErrorReply(errorName, "As simulated"));
 }

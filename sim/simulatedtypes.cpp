@@ -23,7 +23,7 @@ QVariant busValue(char type, const QString &text)
     if (type == 'D')
         return QVariantMap{{text, text}};
     if (!busTypes.contains(type))
-        return text.split(QLatin1Char(','));
+        return text.split(',');
     QVariant value = text;
     value.convert(busTypes.value(type));
     return value;

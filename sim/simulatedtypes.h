@@ -9,14 +9,14 @@
 #include <QVariantMap>
 #include <QVector>
 
-// An object and its properties: oa{sv} on the bus.
+/// An object and its properties: oa{sv} on the bus.
 struct SimulatedObject
 {
     QDBusObjectPath path;
     QVariantMap properties;
 };
 
-// A dictionary that travels in a structure of its own: (a{sv}) on the bus.
+/// A dictionary that travels in a structure of its own: (a{sv}) on the bus.
 struct SimulatedRecord
 {
     QVariantMap members;
@@ -35,9 +35,9 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, SimulatedObject &
 QDBusArgument &operator<<(QDBusArgument &argument, const SimulatedRecord &record);
 const QDBusArgument &operator>>(const QDBusArgument &argument, SimulatedRecord &record);
 
-// Makes the types above known to the bus library; calling it again does nothing.
+/// Makes the types above known to the bus library; calling it again does nothing.
 void registerSimulatedTypes();
 
-// A dictionary as a bus peer might send it. Each three words are a name, a type letter of D-Bus
-// ("A" for an array of bytes, "D" for a dictionary within, "a" for a list of texts) and a value.
+/// A dictionary as a bus peer might send it. Each three words are a name, a type letter of D-Bus
+/// ("A" for an array of bytes, "D" for a dictionary within, "a" for a list of texts) and a value.
 QVariantMap busDictionary(const QList<QByteArray> &words);

@@ -5,11 +5,11 @@
 
 #include "coordinate.h"
 
-// The strength that ConnMan reports for a WLAN is its signal in dBm plus this, 100 at most.
+/// The strength that ConnMan reports for a WLAN is its signal in dBm plus this, 100 at most.
 constexpr double connManStrengthOffsetDb = 120;
 
-// Where a cell mast or an access point stands and how its signal fades with the distance: the power
-// at one metre, less 10 dB times the exponent for each tenfold distance.
+/// Where a cell mast or an access point stands and how its signal fades with the distance: the
+/// power at one metre, less 10 dB times the exponent for each tenfold distance.
 struct Transmitter
 {
     Coordinate place;

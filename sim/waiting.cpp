@@ -13,9 +13,8 @@ bool waitUntil(const std::function<bool()> &condition, std::chrono::milliseconds
     QTimer wakeUp;
     wakeUp.start(std::chrono::milliseconds(10));
     while (!condition()) {
-        if (end.hasExpired()) {
+        if (end.hasExpired())
             return false;
-        }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;

@@ -12,9 +12,8 @@ Walk::Walk(const QVector<QPointF> &way, double metresPerSecond, double restAt, S
     : m_way(way + QVector<QPointF>{way.first()}), m_metresPerSecond(metresPerSecond),
       m_restStart(restAt / metresPerSecond), m_rest(rest)
 {
-    for (int i = 1; i < m_way.size(); ++i) {
+    for (int i = 1; i < m_way.size(); ++i)
         m_roundMetres += QLineF(m_way.at(i - 1), m_way.at(i)).length();
-    }
 }
 
 Walk::Seconds Walk::roundTime() const
@@ -27,9 +26,8 @@ QPointF Walk::placeAt(Seconds time) const
     double metres = metresWalked(inRound(time));
     for (int i = 1; i < m_way.size(); ++i) {
         const QLineF leg(m_way.at(i - 1), m_way.at(i));
-        if (metres <= leg.length()) {
+        if (metres <= leg.length())
             return leg.pointAt(metres / leg.length());
-        }
         metres -= leg.length();
     }
     return m_way.last();

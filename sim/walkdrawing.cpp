@@ -107,16 +107,6 @@ QByteArray legend(const QRectF &bounds)
 
 } // namespace
 
-void WalkDrawing::addStep(const QPointF &point, bool locked)
-{
-    m_steps.append({point, locked});
-}
-
-void WalkDrawing::addPosition(const QPointF &published, double accuracy, const QPointF &truth)
-{
-    m_positions.append({published, accuracy, truth});
-}
-
 QByteArray WalkDrawing::svg() const
 {
     const QRectF bounds = m_city.bounds();
@@ -133,13 +123,11 @@ QByteArray WalkDrawing::town() const
 {
     const Canvas canvas(m_city.bounds());
     QByteArray streets;
-    for (const QLineF &street : m_city.streets()) {
+    for (const QLineF &street : m_city.streets())
         streets += canvas.line(street.p1(), street.p2());
-    }
     QByteArray buildings;
-    for (const QRectF &building : m_city.buildings()) {
+    for (const QRectF &building : m_city.buildings())
         buildings += canvas.rectangle(building);
-    }
     return group("ground", canvas.rectangle(m_city.bounds()))
         + group("streets\" stroke-width=\"" + number(streetWidth), streets)
         + group("buildings", buildings) + group("park", canvas.rectangle(m_city.park()));
@@ -151,11 +139,10 @@ QByteArray WalkDrawing::way(bool locked) const
     QByteArray path;
     bool drawing = false;
     for (const Step &step : m_steps) {
-        if (step.locked == locked) {
+        if (step.locked == locked)
             path += (drawing ? " L" : " M") + canvas.place(step.point);
-        } else if (drawing) {
+        else if (drawing)
             path += " L" + canvas.place(step.point);
-        }
         drawing = step.locked == locked;
     }
     return group(locked ? "way locked" : "way", "<path d=\"" + path + "\"/>\n");
@@ -165,13 +152,11 @@ QByteArray WalkDrawing::transmitters() const
 {
     const Canvas canvas(m_city.bounds());
     QByteArray points;
-    for (const City::AccessPoint &accessPoint : m_city.accessPoints()) {
+    for (const City::AccessPoint &accessPoint : m_city.accessPoints())
         points += canvas.circle(accessPoint.place, 3);
-    }
     QByteArray masts;
-    for (const City::Mast &mast : m_city.masts()) {
+    for (const City::Mast &mast : m_city.masts())
         masts += canvas.triangle(mast.place);
-    }
     return group("points", points) + group("masts", masts);
 }
 
@@ -179,9 +164,8 @@ QByteArray WalkDrawing::accuracies() const
 {
     const Canvas canvas(m_city.bounds());
     QByteArray circles;
-    for (const Position &position : m_positions) {
+    for (const Position &position : m_positions)
         circles += canvas.circle(position.published, position.accuracy);
-    }
     return group("circles", circles);
 }
 

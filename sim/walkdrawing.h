@@ -5,16 +5,19 @@
 
 #include "city.h"
 
-// Draws a walk through the city as an SVG image: the way gone, what was published and how far off.
+/// Draws a walk through the city as an SVG image: the way gone, what was published and how far off.
 class WalkDrawing
 {
 public:
     explicit WalkDrawing(const City &city) : m_city(city) { }
 
-    // The walker has come to this point, with the phone locked or not.
-    void addStep(const QPointF &point, bool locked);
-    // A position was published while the walker was at "truth"; the accuracy is in metres.
-    void addPosition(const QPointF &published, double accuracy, const QPointF &truth);
+    /// The walker has come to this point, with the phone locked or not.
+    void addStep(const QPointF &point, bool locked) { m_steps.append({point, locked}); }
+    /// A position was published while the walker was at "truth"; the accuracy is in metres.
+    void addPosition(const QPointF &published, double accuracy, const QPointF &truth)
+    {
+        m_positions.append({published, accuracy, truth});
+    }
 
     QByteArray svg() const;
 

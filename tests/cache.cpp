@@ -1,21 +1,26 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "daemonfixture.h"
-#include "reportedposition.h"
+#include "fixture.h"
 #include "waiting.h"
 
-#include <QDateTime>
-#include <QDir>
-#include <QFileInfo>
+#include <QFile>
 #include <QTest>
 
-#include <limits>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
 
 namespace {
 
-const QString noPosition = QStringLiteral("0 nan nan nan 0 0 0");
-const QString foundPosition = QStringLiteral("3 55.75 37.609999999999999 nan 4 120 0");
+const QString positionChanged = "PositionChanged";
+
+/// Mask, latitude, longitude, altitude, timestamp, accuracy level and radii.
+const QByteArray storedBytes = QByteArray::fromHex("00000003 404be00000000000 4042c00000000000"
+                                                   "40c1484000000000 12345678 00000004"
+                                                   "405e000000000000 400c000000000000");
 
 } // namespace
 
@@ -24,98 +29,94 @@ class Cache : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup() { m_fixture.reset(); }
-
-    void missingDirectory();
-    void impossibleDirectory();
-    void restart();
-
-private:
-    QString directory() const { return QFileInfo(m_fixture->daemon.cachePath()).path(); }
-    ReportedPosition position() const { return m_fixture->client.position(); }
-    // Has the daemon find the position above.
-    bool findPosition();
-
-    std::unique_ptr<DaemonFixture> m_fixture;
+    void reads();
+    void writes();
+    void writesBeforeItTells();
+    void fails();
 };
 
-void Cache::init()
+// Cut off one byte before the end of each member: what is not there whole is 0.
+void Cache::reads()
 {
-    m_fixture = std::make_unique<DaemonFixture>();
-    m_fixture->service.replyAlways(ServiceReply::position(55.75, 37.61, 120));
-    m_fixture->phone.connMan.setServices(
-        {SimulatedConnMan::wlan(QStringLiteral("/w"), QStringLiteral("00:11"), 60)});
+    Fixture fixture;
+    int whole = 0;
+    for (const int end : {4, 12, 20, 28, 32, 36, 44, 52}) {
+        fixture.daemon.writeCache(storedBytes.left(end - 1));
+        QVERIFY(fixture.start());
+        QCOMPARE(cacheContent(fixture.client.position()).toHex(),
+            storedBytes.left(whole).leftJustified(storedBytes.size(), '\0').toHex());
+        fixture.daemon.kill();
+        whole = end;
+    }
 }
 
-bool Cache::findPosition()
+// Over noise that is longer and has other rights. What the service does not tell stays.
+void Cache::writes()
 {
-    m_fixture->client.call(QStringLiteral("AddReference"));
-    return m_fixture->client.waitForSignal(QStringLiteral("PositionChanged"));
+    Fixture fixture;
+    fixture.daemon.writeCache(storedBytes + QByteArray(48, '\xff'));
+    QFile::setPermissions(fixture.daemon.cachePath(), QFile::Permissions(0x6666));
+    QVERIFY(fixture.begin(Fixture::unfiltered(60)));
+    QVERIFY(fixture.client.waitForSignal(positionChanged));
+    const QByteArray written = fixture.daemon.cache();
+    QCOMPARE(written.toHex(), cacheContent(fixture.client.position()).toHex());
+    // Altitude and vertical accuracy.
+    QCOMPARE(written.mid(20, 8) + written.mid(44), storedBytes.mid(20, 8) + storedBytes.mid(44));
+    QCOMPARE(QFile::permissions(fixture.daemon.cachePath()), QFile::Permissions(0x6600));
 }
 
-void Cache::missingDirectory()
+// A pipe that nobody reads holds the daemon up while it writes.
+void Cache::writesBeforeItTells()
 {
-    const QString root = directory().section(QLatin1Char('/'), 0, -4);
-    QVERIFY(root.endsWith(QLatin1String("/srv")));
-    QVERIFY(QDir(root).removeRecursively());
-    QVERIFY(m_fixture->start());
-    QVERIFY(QFileInfo(directory()).isDir());
-    QCOMPARE(m_fixture->daemon.logCount(QStringLiteral("Could not")), 0);
-    QCOMPARE(position().text(), noPosition);
-    QCOMPARE(position().timestamp, 0);
-    QVERIFY(findPosition());
-    QCOMPARE(ReportedPosition::ofCache(m_fixture->daemon.cache()).text(), foundPosition);
-
-    m_fixture->daemon.kill();
-    QVERIFY(QFile::remove(m_fixture->daemon.cachePath()));
-    QVERIFY(m_fixture->startAsIs());
-    QVERIFY(m_fixture->daemon.log().contains(
-        QStringLiteral("warning: Could not open file for reading: \"No such file or directory\"")));
-    QCOMPARE(position().text(), noPosition);
+    Fixture fixture;
+    Client &client = fixture.client;
+    QVERIFY(fixture.start(Fixture::unfiltered()));
+    QCOMPARE(text(client.position()), "0 nan nan nan 0 0 0");
+    QCOMPARE(::mkfifo(qPrintable(fixture.daemon.cachePath()), 0600), 0);
+    client.call("AddReference");
+    QVERIFY(client.waitForSignal("PositionAcquiring"));
+    QVERIFY(!client.waitForSignal(positionChanged, 1, 500ms));
+    const int pipe = ::open(qPrintable(fixture.daemon.cachePath()), O_RDONLY | O_NONBLOCK);
+    char written[64];
+    QVERIFY(waitUntil(
+        [&] { return ::read(pipe, written, sizeof written) == storedBytes.size(); }, longDeadline));
+    QVERIFY(client.waitForSignal(positionChanged));
+    ::close(pipe);
 }
 
-void Cache::impossibleDirectory()
+// What is done right before the daemon starts, what it cannot do then, how much it stores.
+void Cache::fails()
 {
-    QVERIFY(QDir().rmdir(directory()));
-    QVERIFY(QFile(directory()).open(QIODevice::WriteOnly)); // a file in the way
-    QVERIFY(m_fixture->start());
-    QVERIFY(m_fixture->daemon.log().contains(
-        QStringLiteral("warning: Could not create  srv/shared/org.ondravexa/geoclue/")));
-    QCOMPARE(position().text(), noPosition);
-    QVERIFY(findPosition());
-    QCOMPARE(position().text(), foundPosition);
-    QVERIFY(m_fixture->daemon.waitForLog(
-        QStringLiteral("warning: Could not open file for writing: \""), longDeadline));
-}
-
-void Cache::restart()
-{
-    // A longer file of other rights: what is written replaces it whole.
-    const ReportedPosition old{
-        7, 0x12345678, -12.25, 1e300, 8848.86, -1, std::numeric_limits<double>::infinity(), 3.5};
-    m_fixture->daemon.writeCache(old.cacheBytes() + QByteArray(48, 'x'));
-    QFile::setPermissions(m_fixture->daemon.cachePath(), QFile::Permissions(0x6666));
-    QVERIFY(m_fixture->start());
-    QCOMPARE(position().text(), old.text());
-    QCOMPARE(position().timestamp, old.timestamp);
-    QVERIFY(findPosition());
-    QVERIFY(waitUntil([this] { return m_fixture->daemon.cache().size() == 52; }, longDeadline));
-    const ReportedPosition stored = ReportedPosition::ofCache(m_fixture->daemon.cache());
-    // The service tells no altitude, so what there is stays.
-    QCOMPARE(
-        stored.text(), QStringLiteral("3 55.75 37.609999999999999 8848.8600000000006 4 120 3.5"));
-    QCOMPARE(QFile::permissions(m_fixture->daemon.cachePath()),
-        QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
-    const qint64 ageSecs = QDateTime::currentSecsSinceEpoch() - stored.timestamp;
-    QVERIFY(ageSecs >= 0 && ageSecs < 30);
-
-    m_fixture->daemon.kill();
-    const int requests = m_fixture->service.requests().size();
-    QVERIFY(m_fixture->startAsIs());
-    QCOMPARE(position().text(), stored.text());
-    QCOMPARE(position().timestamp, stored.timestamp);
-    QCOMPARE(m_fixture->service.requests().size(), requests);
+    struct Fault
+    {
+        const char *script;
+        const char *log;
+        int storedSize;
+        std::shared_ptr<Fixture> fixture = std::make_shared<Fixture>();
+    };
+    const Fault faults[] = {
+        {"rm -r srv", "", 52},
+        {"rm $directory/.o*",
+            R"(warning: Could not open file for reading: "No such file or directory")", 52},
+        {"trap '' XFSZ; ulimit -f 0", "", 0},
+        {"rm -r $directory; touch $directory",
+            "warning: Could not create  srv/shared/org.ondravexa/geoclue/\n"
+            R"(warning: Could not open file for writing: "Not a directory")",
+            0},
+    };
+    const QString command = R"(directory=srv/shared/org.ondravexa/geoclue; %1; exec "$0")";
+    for (const Fault &fault : faults) {
+        fault.fixture->daemon.writeCache(storedBytes);
+        fault.fixture->daemon.setWrapper({"sh", "-ec", command.arg(fault.script)});
+        QVERIFY(fault.fixture->start(Fixture::unfiltered(60)));
+        fault.fixture->client.call("AddReference");
+    }
+    for (const Fault &fault : faults) {
+        QVERIFY2(fault.fixture->client.waitForSignal(positionChanged), fault.script);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            fault.fixture->daemon.log().filter("Could not").join('\n'), QString(fault.log), 30000);
+        QCOMPARE(fault.fixture->daemon.cache().size(), fault.storedSize);
+    }
 }
 
 QTEST_GUILESS_MAIN(Cache)

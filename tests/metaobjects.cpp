@@ -8,7 +8,7 @@
 
 #include <QTest>
 
-// The signals and slots of the classes, in the order of their indexes.
+// What the classes tell about themselves: signals and slots, in the order of their indexes.
 class MetaObjects : public QObject
 {
     Q_OBJECT

@@ -1,46 +1,39 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "daemonfixture.h"
+#include "fixture.h"
+#include "requestrules.h"
+#include "simulatedtypes.h"
 #include "waiting.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTest>
 
 namespace {
 
-const QString filteredLine
-    = QStringLiteral("debug: Changes in cells or wlans are negligible - request filtered");
+const QString filteredLine = "debug: Changes in cells or wlans are negligible - request filtered";
 
-const ServiceReply goodReply = ServiceReply::position(1, 2, 3);
-
-// A cell as oFono has it; "mcc mnc technology cellId areaCode strength", "-" for what is missing.
-SimulatedModem modem(const QString &path, const QString &text)
-{
-    const QStringList words = text.split(QLatin1Char(' '));
-    const bool lte = words.at(2) == QLatin1String("lte");
-    QVariantMap cell;
-    const auto insert = [&cell, &words](const char *name, int index, const auto &value) {
-        if (words.at(index) != QLatin1String("-"))
-            cell.insert(QString::fromLatin1(name), QVariant::fromValue(value));
-    };
-    insert("MobileCountryCode", 0, words.at(0));
-    insert("MobileNetworkCode", 1, words.at(1));
-    insert("Technology", 2, words.at(2));
-    insert("CellId", 3, words.at(3).toUInt());
-    insert(lte ? "TrackingAreaCode" : "LocationAreaCode", 4, words.at(4).toUShort());
-    insert(lte ? "ReferenceSignalReceivedPower" : "ReceivedSignalStrength", 5,
-        static_cast<uchar>(words.at(5).toUShort()));
-    return {path, cell, {}};
-}
-
-// One modem for each cell, in this order.
-QVector<SimulatedModem> modems(const QStringList &cells)
+// One modem for each cell, in this order, with a comma between them; a cell as oFono has it is
+// "mcc mnc technology cellId areaCode strength", "-" for what is missing.
+QVector<SimulatedModem> modems(const QString &cells)
 {
     QVector<SimulatedModem> all;
-    for (const QString &cell : cells)
-        all.append(modem(QStringLiteral("/modem_%1").arg(all.size()), cell));
+    for (const QString &cell : cells.split(", ", Qt::SkipEmptyParts)) {
+        const QList<QByteArray> words = cell.toLatin1().split(' ');
+        const bool lte = words.at(2) == "lte";
+        const QByteArray members[] = {"MobileCountryCode s", "MobileNetworkCode s", "Technology s",
+            "CellId u", lte ? "TrackingAreaCode q" : "LocationAreaCode q",
+            lte ? "ReferenceSignalReceivedPower y" : "ReceivedSignalStrength y"};
+        QList<QByteArray> known;
+        for (int i = 0; i < words.size(); ++i) {
+            if (words.at(i) != "-")
+                known += members[i].split(' ') + QList<QByteArray>{words.at(i)};
+        }
+        all.append({QString("/modem_%1").arg(all.size()), busDictionary(known), {}});
+    }
     return all;
 }
 
@@ -48,51 +41,37 @@ QVector<SimulatedModem> modems(const QStringList &cells)
 SimulatedObjects wlans(const QString &text)
 {
     SimulatedObjects services;
-    const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QStringList words = text.split(' ', Qt::SkipEmptyParts);
     for (const QString &word : words) {
-        const QString bssid = word.section(QLatin1Char('@'), 0, 0);
-        services.append(SimulatedConnMan::wlan(QStringLiteral("/service_%1").arg(services.size()),
-            bssid == QLatin1String("_") ? QString() : bssid,
-            word.section(QLatin1Char('@'), 1).toInt()));
+        const QString bssid = word.section('@', 0, 0);
+        services.append(SimulatedConnMan::wlan(QString("/service_%1").arg(services.size()),
+            bssid == "_" ? QString() : bssid, word.section('@', 1).toInt()));
     }
     return services;
 }
 
-// The sections of a request without the ages, in a fixed order, each value as its JSON text.
+// The cells, home codes and access points of a request, without the ages and the members' names.
 QString sections(const QJsonObject &json)
 {
-    QStringList entries;
-    const QJsonObject network = json.value(QLatin1String("mobileNetwork")).toObject();
-    for (const QString &name : {QStringLiteral("cellTowers"), QStringLiteral("wifiAccessPoints")}) {
-        const QJsonObject &holder = network.contains(name) ? network : json;
-        for (const QJsonValue value : holder.value(name).toArray()) {
-            QJsonObject entry = value.toObject();
-            entry.remove(QStringLiteral("ageMs"));
-            QStringList figures;
-            for (const QJsonValue &figure : qAsConst(entry))
-                figures += figure.toVariant().toString();
-            entries += figures.join(QLatin1Char(' '));
-        }
-    }
-    entries.sort();
-    for (const char *home : {"homeMobileNetworkCode", "homeMobileCountryCode"}) {
-        if (network.contains(QLatin1String(home)))
-            entries.prepend(network.value(QLatin1String(home)).toVariant().toString());
-    }
-    return entries.join(QLatin1String(" | "));
+    const QRegularExpression section(R"(("cellID|"homeMobileCountry|"macAddress)[^}]*)");
+    const QByteArray body = QJsonDocument(json).toJson(QJsonDocument::Compact);
+    QStringList found;
+    for (auto match = section.globalMatch(QString::fromUtf8(body)); match.hasNext();)
+        found += match.next().captured();
+    found.sort();
+    return found.join(" | ").remove(QRegularExpression(R"("\w+":|")")).replace(',', ' ');
 }
 
 // The ages of all entries, by BSSID or cell ID.
 QMap<QString, int> ages(const QJsonObject &json)
 {
     QMap<QString, int> found;
-    const QJsonObject network = json.value(QLatin1String("mobileNetwork")).toObject();
-    for (const QJsonValue tower : network.value(QLatin1String("cellTowers")).toArray())
-        found.insert(tower[QLatin1String("cellID")].toVariant().toString(),
-            tower[QLatin1String("ageMs")].toInt());
-    for (const QJsonValue point : json.value(QLatin1String("wifiAccessPoints")).toArray())
-        found.insert(
-            point[QLatin1String("macAddress")].toString(), point[QLatin1String("ageMs")].toInt());
+    const auto find = [&found](const QJsonValue &entries, const char *id) {
+        for (const QJsonValue entry : entries.toArray())
+            found.insert(entry[QLatin1String(id)].toVariant().toString(), entry["ageMs"].toInt());
+    };
+    find(json["mobileNetwork"]["cellTowers"], "cellID");
+    find(json["wifiAccessPoints"], "macAddress");
     return found;
 }
 
@@ -103,169 +82,151 @@ class Request : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
+
     void contents_data();
     void contents();
-    void tables();
+    void ages();
     void filter();
+    void sessions() const;
 
 private:
-    // A daemon that asks each second, with a client.
-    std::unique_ptr<DaemonFixture> started(bool filtered);
+    QJsonObject latest() const { return m_fixture.service.requests().constLast().json; }
+    void show(const QString &cells, const QString &services);
+
+    Fixture m_fixture;
 };
 
-std::unique_ptr<DaemonFixture> Request::started(bool filtered)
+// No position ever, whose age would put off the first request of a cycle.
+void Request::initTestCase()
 {
-    auto fixture = std::make_unique<DaemonFixture>();
-    fixture->service.replyAlways(goodReply);
-    QMap<QString, QString> options = DaemonFixture::unfiltered();
-    if (filtered)
-        options.remove(QStringLiteral("enable_request_filter"));
-    const bool running = fixture->start(options);
-    return running ? std::move(fixture) : nullptr;
+    m_fixture.service.replyAlways(WebReply::http("200 OK", R"({"Location not found": {}})"));
+    QVERIFY(m_fixture.begin() && m_fixture.seesRequest());
 }
 
-// One daemon that goes through all of it, for what it remembers: each row follows the one before.
+void Request::show(const QString &cells, const QString &services)
+{
+    m_fixture.phone.ofono.setModems(modems(cells));
+    m_fixture.phone.connMan.setServices(wlans(services));
+}
+
+// Each row follows the one before, for what the daemon remembers.
 void Request::contents_data()
 {
-    QTest::addColumn<QStringList>("cells");
+    QTest::addColumn<QString>("cells");
     QTest::addColumn<QString>("services");
     QTest::addColumn<QString>("expected");
     const auto row
-        = [](const char *name, const char *cells, const char *services, const char *expected) {
-              QTest::newRow(name) << QString::fromLatin1(cells).split(
-                  QStringLiteral(", "), Qt::SkipEmptyParts)
-                                  << QString::fromLatin1(services) << QString::fromLatin1(expected);
-          };
+        = [](const char *name, const QString &cells, const QString &services,
+              const QString &expected) { QTest::newRow(name) << cells << services << expected; };
 
-    row("nothing in view", "", "", "");
     row("one of each", "250 01 lte 20051 7710 46", "00:11:22:33:44:55@60",
-        "250 | 1 | 00:11:22:33:44:55 -60 | 20051 7710 lte -95");
+        "20051 7710 lte -95 | 250 1 | 00:11:22:33:44:55 -60");
     row("signals follow, the rest stays", "262 07 gsm 20051 1 26", "00:11:22:33:44:55@255",
-        "262 | 7 | 00:11:22:33:44:55 -255 | 20051 7710 lte -85");
+        "20051 7710 lte -85 | 262 7 | 00:11:22:33:44:55 -255");
     row("no cell", "", "a@1", "a -1");
-    row("seen anew", "262 07 gsm 20051 1 -", "", "262 | 7 | 20051 1 gsm -2147483647");
+    row("seen anew", "262 07 gsm 20051 1 -", "", "20051 1 gsm -2147483647 | 262 7");
     row("usable cells only",
         "- 1 gsm 1 1 1, 250 - gsm 2 1 1, 2147483647 1 gsm 3 1 1, 250 -1 lte 4 1 1, 250 1 nr 5 1 1, "
         "250 1 gsm - 1 1, 250 1 lte 2147483647 1 1, 250 1 gsm 6 - 1, 250 1 lte 7 - 1, 2147483646 0 "
         "umts 2147483646 65535 -, 1 2 gsm 0 0 0",
-        "", "2147483646 | 0 | 0 0 gsm -111 | 2147483646 65535 wcdma -2147483647");
+        "", "0 0 gsm -111 | 2147483646 65535 wcdma -2147483647 | 2147483646 0");
     row("no usable cell", "250 1 nr 5 1 1", "_@50 b@0", "");
     row("twice the same", "250 1 gsm 8 1 10, 251 2 lte 8 2 20", "C@10 c@20 C@30",
-        "250 | 1 | 8 2 lte -121 | C -30 | c -20");
-    row("still twice the same", "250 1 gsm 8 1 12, 251 2 gsm 8 3 30", "C@31 C@5",
-        "250 | 1 | 8 2 lte -81 | C -5");
+        "8 2 lte -121 | 250 1 | C -30 | c -20");
 }
 
 void Request::contents()
 {
-    QFETCH(QStringList, cells);
+    QFETCH(QString, cells);
     QFETCH(QString, services);
     QFETCH(QString, expected);
-    static std::unique_ptr<DaemonFixture> fixture;
-    if (!fixture) {
-        fixture = started(false);
-        QVERIFY(fixture);
-        fixture->client.call(QStringLiteral("AddReference"));
-        QVERIFY(fixture->service.waitForRequests(1, longDeadline));
-    }
-
-    fixture->phone.ofono.setModems(modems(cells));
-    fixture->phone.connMan.setServices(wlans(services));
-    const auto latest = [] { return sections(fixture->service.requests().constLast().json); };
-    waitUntil([&] { return latest() == expected; }, std::chrono::seconds(6));
-    QCOMPARE(latest(), expected);
-    if (qstrcmp(QTest::currentDataTag(), "still twice the same") != 0)
-        return;
-    QCOMPARE(fixture->service.violations(), QStringList());
-    QSet<QString> sessions;
-    for (const RecordedRequest &request : fixture->service.requests()) {
-        QCOMPARE(request.key, DaemonFixture::knownKey);
-        sessions.insert(request.json.value(QLatin1String("sessionUUID")).toString());
-    }
-    QCOMPARE(sessions.size(), 1);
-    fixture.reset();
+    show(cells, services);
+    QTRY_COMPARE_WITH_TIMEOUT(sections(latest()), expected, 10000);
 }
 
-void Request::tables()
+void Request::ages()
 {
-    const auto fixture = started(false);
-    QVERIFY(fixture);
-    SimulatedPhone &phone = fixture->phone;
-    const auto both = modems({QStringLiteral("1 1 gsm 1 1 1"), QStringLiteral("1 1 gsm 2 1 1")});
-    phone.ofono.setModems(both);
-    phone.connMan.setServices(wlans(QStringLiteral("a@10 b@10")));
-    fixture->client.call(QStringLiteral("AddReference"));
-    QVERIFY(fixture->service.waitForRequests(1, longDeadline));
+    constexpr auto both = "1 1 gsm 1 1 1, 1 1 gsm 2 1 1";
+    const auto isShown = [this](const QStringList &entries) {
+        return waitUntil([&] { return ::ages(latest()).keys() == entries; }, longDeadline);
+    };
+    const QStringList all{"1", "2", "a", "b"};
+    show(both, "a@10 b@10");
+    QVERIFY(isShown(all));
+    const RecordedRequest first = m_fixture.service.requests().constLast();
     // Those of number 2 and b are out of view for one request.
-    phone.ofono.setModems({both.constFirst()});
-    phone.connMan.setServices(wlans(QStringLiteral("a@10")));
-    const auto latest = [&] { return fixture->service.requests().constLast(); };
-    QVERIFY(waitUntil([&] { return ages(latest().json).size() == 2; }, longDeadline));
-    phone.ofono.setModems(both);
-    phone.connMan.setServices(wlans(QStringLiteral("a@10 b@10")));
-    QVERIFY(waitUntil([&] { return ages(latest().json).size() == 4; }, longDeadline));
+    show("1 1 gsm 1 1 1", "a@10");
+    QVERIFY(isShown({"1", "a"}));
+    show(both, "a@10 b@10");
+    QVERIFY(isShown(all));
 
-    const RecordedRequest first = fixture->service.requests().constFirst();
-    const auto early = ages(first.json);
-    const auto late = ages(latest().json);
-    const auto elapsed = static_cast<int>(first.arrival.msecsTo(latest().arrival));
-    QCOMPARE(early.size(), 4);
-    for (auto age = early.cbegin(); age != early.cend(); ++age) {
-        QVERIFY2(*age >= 1 && *age < 500, qPrintable(age.key()));
-        const int wanted
-            = age.key() == QLatin1String("2") || age.key() == QLatin1String("b") ? 0 : elapsed;
-        QVERIFY2(qAbs(late.value(age.key()) - wanted) < 500, qPrintable(age.key()));
+    const auto early = ::ages(first.json);
+    const auto late = ::ages(latest());
+    const auto elapsed = first.arrival.msecsTo(m_fixture.service.requests().constLast().arrival);
+    for (const QString &entry : all) {
+        const bool isNew = entry == "2" || entry == "b";
+        QVERIFY2(early.value(entry) >= 1 && early.value(entry) < 900, qPrintable(entry));
+        QVERIFY2(qAbs(late.value(entry) - (isNew ? 0 : elapsed)) < 900, qPrintable(entry));
     }
-
-    // Another run is another session.
-    fixture->daemon.kill();
-    const int requests = fixture->service.requests().size();
-    QVERIFY(fixture->startAsIs());
-    fixture->client.call(QStringLiteral("AddReference"));
-    QVERIFY(fixture->service.waitForRequests(requests + 1, longDeadline));
-    QVERIFY(latest().json.value(QLatin1String("sessionUUID"))
-        != first.json.value(QLatin1String("sessionUUID")));
-    QCOMPARE(fixture->service.violations(), QStringList());
 }
 
 void Request::filter()
 {
-    const auto fixture = started(true);
-    QVERIFY(fixture);
-    const auto show = [&](const char *view) {
-        QStringList words = QString::fromLatin1(view).split(QLatin1Char(' '));
-        QStringList cells;
-        if (words.constFirst() == QLatin1String("c")) {
-            for (const QString &word : words.mid(1))
-                cells += QString(QStringLiteral("1 1 gsm %1 1 %2"))
-                             .arg(word.section(QLatin1Char('@'), 0, 0),
-                                 word.section(QLatin1Char('@'), 1));
-            words.clear();
-        }
-        fixture->phone.ofono.setModems(modems(cells));
-        fixture->phone.connMan.setServices(wlans(words.join(QLatin1Char(' '))));
+    // The view when a request would be sent: "+" has it sent, "!" one that fails, "-" none. A
+    // change by 1 dB is negligible, also where two of them add up; so is what goes out of view.
+    struct Step
+    {
+        char outcome;
+        const char *services;
+        const char *cells;
     };
+    const Step steps[] = {
+        {'-', "", ""},
+        {'+', "1@40 2@50", ""},
+        {'-', "1@41 2@49", ""},
+        {'-', "1@42 2@48", ""},
+        {'+', "1@44 2@48", ""},
+        {'-', "1@44", ""},
+        {'+', "1@44 2@48", ""},
+        {'!', "1@46 2@48", ""},
+        {'+', "1@46 2@48", ""},
+        {'-', "1@46 2@48", ""},
+        {'+', "", "1 1 gsm 1 1 11, 1 1 gsm 2 1 12"},
+        {'-', "", "1 1 gsm 1 1 12, 1 1 gsm 2 1 11"},
+        {'+', "", "1 1 gsm 1 1 14, 1 1 gsm 2 1 11"},
+    };
+    m_fixture.daemon.kill();
+    show("", "");
+    const auto before = m_fixture.service.requests().size();
     int sent = 0;
     int filtered = 0;
-    // The view at each tick: "+" has a request sent, "!" one that fails, "-" none. A change by 1 dB
-    // is negligible, also where two of them add up; so is what goes out of view.
-    for (const char *step : {"-", "+1@40 2@50", "-1@40 2@50", "-1@41 2@49", "-1@42 2@48",
-             "+1@44 2@48", "-1@44", "+1@44 2@48", "-", "!2@48", "+2@48", "-2@48", "+2@46", "+3@46",
-             "+c 1@40 2@50", "-c 1@41 2@49", "+c 1@43 2@49", "-c 1@43", "+c 1@43 3@49"}) {
-        show(step + 1);
-        if (*step != '-')
-            fixture->service.replyNext(
-                ServiceReply::given(*step == '!' ? 500 : 200, goodReply.body));
-        if (sent + filtered == 0)
-            fixture->client.call(QStringLiteral("AddReference"));
-        ++(*step == '-' ? filtered : sent);
-        const auto ticks = [&] {
-            return fixture->service.requests().size() + fixture->daemon.logCount(filteredLine);
+    QVERIFY(m_fixture.start({{"apikey", Fixture::knownKey}, {"update_interval", "3600"}}));
+    for (const Step &step : steps) {
+        show(step.cells, step.services);
+        if (step.outcome == '!')
+            m_fixture.service.replyNext(WebReply::http("500 Internal Server Error", {}));
+        ++(step.outcome == '-' ? filtered : sent);
+        // Each cycle is of one request, a second later.
+        m_fixture.client.call("RemoveReference");
+        m_fixture.client.call("AddReference");
+        const auto isDone = [&] {
+            return m_fixture.service.requests().size() == before + sent
+                && m_fixture.daemon.logCount(filteredLine) == filtered;
         };
-        QVERIFY(waitUntil([&] { return ticks() == sent + filtered; }, longDeadline));
-        QVERIFY2(fixture->service.requests().size() == sent, step);
+        QVERIFY2(waitUntil(isDone, longDeadline), step.services);
+        QVERIFY(step.outcome != '!' || m_fixture.daemon.waitForLog("repeating", longDeadline));
     }
-    QCOMPARE(fixture->service.violations(), QStringList());
+    QCOMPARE(violations(m_fixture.service.requests()), QStringList());
+}
+
+// Each run of the daemon is one.
+void Request::sessions() const
+{
+    QSet<QString> sessions;
+    for (const RecordedRequest &request : m_fixture.service.requests())
+        sessions.insert(request.json.value("sessionUUID").toString());
+    QCOMPARE(sessions.size(), 2);
 }
 
 QTEST_GUILESS_MAIN(Request)

@@ -15,18 +15,13 @@ LATITUDE, LONGITUDE = float(sys.argv[2]), float(sys.argv[3])
 class Handler(BaseHTTPRequestHandler):
     def do_POST(self):
         self.rfile.read(int(self.headers["Content-Length"]))
-        if parse_qs(urlsplit(self.path).query).get("key") == [API_KEY]:
-            place = {"latitude": LATITUDE, "longitude": LONGITUDE, "accuracy": 40}
-            self.answer(200, json.dumps({"location": place}))
-        else:
-            self.answer(405, "{}")
-
-    def answer(self, status, body):
-        self.send_response(status)
-        self.send_header("Content-Type", "application/json")
+        is_known = parse_qs(urlsplit(self.path).query).get("key") == [API_KEY]
+        place = {"latitude": LATITUDE, "longitude": LONGITUDE, "accuracy": 40}
+        body = json.dumps({"location": place}).encode() if is_known else b"{}"
+        self.send_response(200 if is_known else 405)
         self.send_header("Content-Length", str(len(body)))
         self.end_headers()
-        self.wfile.write(body.encode())
+        self.wfile.write(body)
 
 
 server = HTTPServer(("127.0.0.1", 0), Handler)
