@@ -15,8 +15,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QString positionChanged = "PositionChanged";
-
 /// Mask, latitude, longitude, altitude, timestamp, accuracy level and radii.
 const QByteArray storedBytes = QByteArray::fromHex("00000003 404be00000000000 4042c00000000000"
                                                    "40c1484000000000 12345678 00000004"
@@ -73,7 +71,7 @@ void Cache::writesBeforeItTells()
     QVERIFY(fixture.start(Fixture::unfiltered()));
     QCOMPARE(text(client.position()), "0 nan nan nan 0 0 0");
     QCOMPARE(::mkfifo(qPrintable(fixture.daemon.cachePath()), 0600), 0);
-    client.call("AddReference");
+    client.call(addReference);
     QVERIFY(client.waitForSignal("PositionAcquiring"));
     QVERIFY(!client.waitForSignal(positionChanged, 1, 500ms));
     const int pipe = ::open(qPrintable(fixture.daemon.cachePath()), O_RDONLY | O_NONBLOCK);
@@ -109,7 +107,7 @@ void Cache::fails()
         fault.fixture->daemon.writeCache(storedBytes);
         fault.fixture->daemon.setWrapper({"sh", "-ec", command.arg(fault.script)});
         QVERIFY(fault.fixture->start(Fixture::unfiltered(60)));
-        fault.fixture->client.call("AddReference");
+        fault.fixture->client.call(addReference);
     }
     for (const Fault &fault : faults) {
         QVERIFY2(fault.fixture->client.waitForSignal(positionChanged), fault.script);

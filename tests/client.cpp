@@ -128,9 +128,9 @@ void CommandLine::answersWhere()
     QVERIFY(late.readAllStandardError().contains("The provider's status is: acquiring."));
 
     fixture.service.replyAlways(WebReply::position(1, 2, 3));
-    client.call("AddReference");
-    QVERIFY(client.waitForSignal("PositionChanged"));
-    client.call("RemoveReference");
+    client.call(addReference);
+    QVERIFY(client.waitForSignal(positionChanged));
+    client.call(removeReference);
     client.forget();
     ClientRun run(fixture.bus.address(), "--json where");
     QCOMPARE(run.waitForEnd(), 0);
@@ -149,7 +149,7 @@ void CommandLine::watches()
     QVERIFY(fixture.start(Fixture::unfiltered(60)));
     ClientRun run(fixture.bus.address(), "--json watch");
     QVERIFY(run.waitForOutput("\"republished\":false"));
-    fixture.client.call("AddReference"); // has it published again
+    fixture.client.call(addReference); // has it published again
     QVERIFY(run.waitForOutput("\"republished\":true"));
     fixture.client.setOptions({{"keep_requests", 0}});
     QVERIFY(run.waitForOutput("keep_requests"));

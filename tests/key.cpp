@@ -33,7 +33,6 @@ private Q_SLOTS:
 namespace {
 
 const QString apiKey = "apikey";
-const QString optionsChanged = "OptionsChanged";
 const QString interval = "update_interval";
 const QString newKey = "new-key";
 const QString secondKey = "second-key";

@@ -89,7 +89,7 @@ void Kills::randomMoment()
             const std::chrono::milliseconds delay(random.bounded(longestDelayMs));
             QTimer::singleShot(delay, Qt::PreciseTimer, &once, [&] { fixture.daemon.kill(); });
         });
-        fixture.client.call("AddReference");
+        fixture.client.call(addReference);
         QDBusMessage reply;
         do {
             reply = fixture.client.setOptions({{option, ++value}});

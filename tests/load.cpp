@@ -4,14 +4,11 @@
 #include "fixture.h"
 #include "waiting.h"
 
-#include <QElapsedTimer>
 #include <QLockFile>
 #include <QRandomGenerator>
 #include <QTest>
 
-#include <algorithm>
 #include <deque>
-#include <vector>
 
 using namespace std::chrono_literals;
 
@@ -63,15 +60,15 @@ void Load::references()
     std::deque<BusConnection> connections;
     for (int client = 0; client < clients; ++client) {
         connections.emplace_back(fixture.bus.address());
-        connections.back()->send(Client::makeCall("AddReference"));
+        connections.back()->send(Client::makeCall(addReference));
         // The bus daemon stands still when nobody reads what it says.
         QCoreApplication::processEvents();
     }
     for (int reference = 0; reference < referencesOfLast; ++reference)
-        connections.back()->send(Client::makeCall("AddReference"));
+        connections.back()->send(Client::makeCall(addReference));
     for (BusConnection &connection : connections)
         QVERIFY(isAnswered(*connection));
-    fixture.client.call("RemoveReference");
+    fixture.client.call(removeReference);
     QVERIFY(fixture.seesPosition());
     connections.clear();
     QVERIFY(fixture.daemon.waitForEnd(endDeadline));
@@ -85,8 +82,9 @@ void Load::everyMethod()
     BusConnection other(fixture.bus.address());
     const QString option = "background_update_interval";
     for (int i = 1; i <= floodOfEach; ++i) {
-        for (const char *method : {"AddReference", "GetStatus", "GetProviderInfo", "GetPosition",
-                 "GetOptions", "RemoveReference"})
+        for (const QString &method :
+            {addReference, QString("GetStatus"), QString("GetProviderInfo"), QString("GetPosition"),
+                QString("GetOptions"), removeReference})
             other->send(Client::makeCall(method));
         other->send(Client::makeCall("SetOptions", {QVariantMap{{option, i}}}));
         const QVariantMap key{{"apikey", QString("key-%1").arg(i)}};
@@ -112,7 +110,6 @@ void Load::randomOptions()
     QLockFile lock(fixture.daemon.settingsPath() + ".lock");
     QRandomGenerator random(8);
     QVariantMap expected = client.options();
-    std::vector<qint64> waitsMs;
     int refused = 0;
     for (int call = 0; call < calls; ++call) {
         QVariantMap values;
@@ -130,13 +127,10 @@ void Load::randomOptions()
         const QByteArray before = fixture.daemon.settings();
         client.forget();
         client.postOptions(values);
-        QElapsedTimer time;
-        time.start();
         QVERIFY(other.status() > 0);
-        waitsMs.push_back(time.elapsed());
         QVERIFY(client.waitForReplies());
         QCOMPARE(client.replies().last().errorName(), QString());
-        const QVariantList changes = client.argumentsOf("OptionsChanged");
+        const QVariantList changes = client.argumentsOf(optionsChanged);
         refused += changes.isEmpty() ? 1 : 0;
         if (isLocked || changes.isEmpty())
             QCOMPARE(fixture.daemon.settings(), before);
@@ -149,10 +143,6 @@ void Load::randomOptions()
         QCOMPARE(client.options(), expected);
     }
     QVERIFY2(refused > calls / 8 && refused < calls / 2, qPrintable(QString::number(refused)));
-    // A busy machine may delay some calls, but fewer than found the file locked.
-    const auto late = waitsMs.end() - calls / 10;
-    std::nth_element(waitsMs.begin(), late, waitsMs.end());
-    QVERIFY2(*late < 250, qPrintable(QString::number(*late)));
 }
 
 QTEST_GUILESS_MAIN(Load)

@@ -39,7 +39,6 @@ const QString update = "update_interval";
 const QString background = "background_update_interval";
 const QString keep = "keep_requests";
 const QString filter = "enable_request_filter";
-const QString optionsChanged = "OptionsChanged";
 
 const QByteArray startContent = "[settings]\napikey=known-key\nkeep_requests=1\n"
                                 "link=http://127.0.0.1:1/a,b?key=\nnote=x,y,z\n"
@@ -59,7 +58,7 @@ void Options::init()
 {
     m_daemon.writeRawSettings(startContent);
     // An unused daemon ends 20 s after the last call of this kind.
-    m_client.call("RemoveReference");
+    m_client.call(removeReference);
     m_client.forget();
 }
 

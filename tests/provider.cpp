@@ -32,10 +32,6 @@ private:
 
 namespace {
 
-const QString statusChanged = "StatusChanged";
-const QString positionChanged = "PositionChanged";
-const QString addReference = "AddReference";
-const QString removeReference = "RemoveReference";
 const QString daemonName = "org.freedesktop.Geoclue.Providers.OndraVexa";
 
 } // namespace
@@ -168,8 +164,8 @@ void Provider::endsWhenUnused() const
     const auto vanishInCalls = [](Fixture &fixture) {
         const auto daemon = static_cast<pid_t>(fixture.daemon.processId());
         ::kill(daemon, SIGSTOP);
-        for (const char *method : {"AddReference", "GetPosition", "GetOptions"})
-            fixture.client.post(QString::fromLatin1(method));
+        for (const QString &method : {addReference, QString("GetPosition"), QString("GetOptions")})
+            fixture.client.post(method);
         fixture.client.postOptions({{"apikey", "new-key"}});
         Client(fixture.bus.address()).vanish(); // a round trip: the bus has the calls
         fixture.client.vanish();

@@ -15,9 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QString positionChanged = "PositionChanged";
 const QString positionAcquiring = "PositionAcquiring";
-const QString statusChanged = "StatusChanged";
 const QString failureLine = "warning: Error string is not empty, repeating request";
 
 enum Status { Unchanged = 0, Acquiring = 2, Available = 3 };
@@ -26,9 +24,6 @@ WebReply ok(const QByteArray &body)
 {
     return WebReply::http("200 OK", body);
 }
-
-// Handled without any effect.
-const WebReply silentReply = ok(R"({"Location not found": {}})");
 
 QVector<WebFault> allFaults()
 {

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
+#include "faults.h"
 #include "fixture.h"
 #include "requestrules.h"
 #include "simulatedtypes.h"
@@ -100,7 +101,7 @@ private:
 // No position ever, whose age would put off the first request of a cycle.
 void Request::initTestCase()
 {
-    m_fixture.service.replyAlways(WebReply::http("200 OK", R"({"Location not found": {}})"));
+    m_fixture.service.replyAlways(silentReply);
     QVERIFY(m_fixture.begin() && m_fixture.seesRequest());
 }
 
@@ -208,8 +209,8 @@ void Request::filter()
             m_fixture.service.replyNext(WebReply::http("500 Internal Server Error", {}));
         ++(step.outcome == '-' ? filtered : sent);
         // Each cycle is of one request, a second later.
-        m_fixture.client.call("RemoveReference");
-        m_fixture.client.call("AddReference");
+        m_fixture.client.call(removeReference);
+        m_fixture.client.call(addReference);
         const auto isDone = [&] {
             return m_fixture.service.requests().size() == before + sent
                 && m_fixture.daemon.logCount(filteredLine) == filtered;

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The OndraVexa authors
 // SPDX-License-Identifier: BSD-3-Clause
 
+#include "faults.h"
 #include "fixture.h"
 #include "waiting.h"
 
@@ -13,13 +14,6 @@
 using namespace std::chrono_literals;
 
 namespace {
-
-const QString addReference = "AddReference";
-const QString removeReference = "RemoveReference";
-const QString positionChanged = "PositionChanged";
-
-// Handled without any effect.
-const WebReply silentReply = WebReply::http("200 OK", R"({"Location not found": {}})");
 
 void writeCache(const Fixture &fixture, const QDateTime &time)
 {
@@ -69,7 +63,6 @@ private:
     Fixture m_refilled;
     Fixture m_stopped;
     Fixture m_stoppedAtOnce;
-    Fixture m_unreadable;
     Fixture m_stored;
     Fixture m_fresh;
     std::vector<std::unique_ptr<Client>> m_returned; // to the two before
@@ -101,9 +94,6 @@ void Scheduling::initTestCase()
     QVERIFY(m_stoppedAtOnce.start(Fixture::unfiltered()));
     m_stoppedAtOnce.client.post(addReference);
     m_stoppedAtOnce.client.call(removeReference);
-    QMap<QString, QString> options = Fixture::unfiltered();
-    options["update_interval"] = "often";
-    QVERIFY(m_unreadable.begin(options));
 
     writeCache(m_stored, QDateTime::currentDateTime().addDays(30));
     m_stored.service.replyAlways(silentReply);
@@ -116,7 +106,7 @@ void Scheduling::initTestCase()
              {"0", Full}, {"1", Slow}, {"2", Paused}, {"-1", Paused}, {"none", Full}}) {
         auto fixture = std::make_unique<Fixture>();
         fixture->phone.mce.setLockMode("locked");
-        options = Fixture::unfiltered();
+        QMap<QString, QString> options = Fixture::unfiltered();
         options["background_update_interval"] = "3";
         options["keep_requests"] = QString::fromLatin1(keepRequests);
         QVERIFY(fixture->start(options));
@@ -230,15 +220,14 @@ void Scheduling::republishes()
 
 void Scheduling::stops()
 {
-    for (const Fixture *idle : {&m_stoppedAtOnce, &m_unreadable})
-        QCOMPARE(idle->service.requests().size(), 0);
+    QCOMPARE(m_stoppedAtOnce.service.requests().size(), 0);
     QVERIFY(m_stopped.client.waitForSignal(positionChanged));
     const Position published
         = positionOf(m_stopped.client.signalsNamed(positionChanged).constFirst());
     const QJsonObject request = m_stopped.service.requests().constFirst().json;
     const int captured = request.value("captureTimestampUnix").toInt();
     QVERIFY(isBetween(published.timestamp, captured, captured + 1));
-    QCOMPARE(m_stopped.client.argumentsOf("StatusChanged"), (QVariantList{2, 1, 3}));
+    QCOMPARE(m_stopped.client.argumentsOf(statusChanged), (QVariantList{2, 1, 3}));
 }
 
 // Stopped after the fourth request, or the next one on a busy machine, so that the last three are

@@ -7,12 +7,22 @@
 
 #include <memory>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 int main(int argc, char *argv[])
 {
     // For platform libraries that look for the user's session: who starts a system service gives it
     // no address of one.
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
         qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/user/100000/dbus/user_bus_socket");
+
+#ifdef __GLIBC__
+    // One heap for all threads: the end of another thread's own, where large replies are received,
+    // could not be given back.
+    mallopt(M_ARENA_MAX, 1);
+#endif
 
     QCoreApplication application(argc, argv);
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)

@@ -56,10 +56,10 @@ Client::Client(const QString &busAddress)
             ->connect(
                 QString(), daemonPath, interface, name, this, SLOT(record(const QDBusMessage &)));
     };
-    listen(geoclueInterface, "StatusChanged");
-    listen(geoclueInterface, "OptionsChanged");
+    listen(geoclueInterface, statusChanged);
+    listen(geoclueInterface, optionsChanged);
     listen(geoclueInterface, "ValidationErrorNotify");
-    listen(positionInterface, "PositionChanged");
+    listen(positionInterface, positionChanged);
     listen(positionInterface, "PositionAcquiring");
     // A round trip, so that the bus knows of the above.
     (*m_connection)->interface()->isServiceRegistered(daemonName);

@@ -16,6 +16,13 @@
 
 constexpr auto longDeadline = std::chrono::seconds(30);
 
+// Of org.freedesktop.Geoclue and org.freedesktop.Geoclue.Position.
+inline const QString addReference = "AddReference";
+inline const QString removeReference = "RemoveReference";
+inline const QString statusChanged = "StatusChanged";
+inline const QString optionsChanged = "OptionsChanged";
+inline const QString positionChanged = "PositionChanged";
+
 /// From a reply to GetPosition or a signal PositionChanged; the default position from an error.
 Position positionOf(const QDBusMessage &message);
 /// All but the timestamp: mask, latitude, longitude, altitude, accuracy level and radii, such as

@@ -11,6 +11,9 @@
 class SimulatedPhone;
 class SimulatedService;
 
+/// Handled without any effect.
+inline const WebReply silentReply = WebReply::http("200 OK", R"({"Location not found": {}})");
+
 /// An answer of the web service that is no position, and the line in the log that it leads to.
 struct WebFault
 {

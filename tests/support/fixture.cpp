@@ -38,7 +38,7 @@ bool Fixture::startAsIs()
 
 bool Fixture::begin(const QMap<QString, QString> &options)
 {
-    return start(options) && client.call("AddReference").type() == QDBusMessage::ReplyMessage;
+    return start(options) && client.call(addReference).type() == QDBusMessage::ReplyMessage;
 }
 
 void Fixture::setCell(int number)
@@ -84,7 +84,7 @@ bool Fixture::seesPosition(std::chrono::milliseconds deadline)
     client.forget();
     return waitUntil(
         [this, next] {
-            const auto changes = client.signalsNamed("PositionChanged");
+            const auto changes = client.signalsNamed(positionChanged);
             return !changes.isEmpty() && positionOf(changes.last()).latitude >= next;
         },
         deadline);
