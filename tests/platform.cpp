@@ -185,8 +185,9 @@ void Platform::modems()
     SimulatedModem offline = first;
     offline.interfaces = QStringList{"org.ofono.VoiceCallManager"};
     // Nothing tells of other neighbours; the question itself has the modem asked again.
-    const QVector<QPair<QVector<SimulatedModem>, const char *>> steps{{{first, second}, "1 2 9"},
-        {{offline, second}, "9"}, {{other, second}, "1 3 9"}, {{second}, "9"}, {{first}, "1 2"}};
+    const QVector<QPair<QVector<SimulatedModem>, const char *>> steps{{{offline, second}, "9"},
+        {{first, second}, "1 2 9"}, {{offline, second}, "9"}, {{other, second}, "1 3 9"},
+        {{second}, "9"}, {{first}, "1 2"}};
     for (const auto &[modems, expected] : steps) {
         ofono.setModems(modems);
         QVERIFY(becomes(expected));

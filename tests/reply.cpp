@@ -95,7 +95,7 @@ void Reply::initTestCase()
         const QJsonObject message{{"message", key}};
         fixture.service.replyNext(
             ok(QJsonDocument(QJsonObject{{"Location not found", message}}).toJson()));
-        fixture.service.replyAlways(WebReply::http("404 Not Found", {}));
+        fixture.service.replyAlways({WebReply::http("404 Not Found", {}).bytes, {}, 1500ms});
         fixture.daemon.setEnvironmentVariable("QT_LOGGING_RULES", "*.debug=true");
         QMap<QString, QString> options = Fixture::unfiltered();
         options["apikey"] = key;
@@ -216,6 +216,10 @@ void Reply::secrecy()
         QVERIFY(fixture->daemon.waitForLog(failureLine, longDeadline, 2));
         // A new key, whose check ends with an error.
         fixture->client.setOptions({{"apikey", "secret%41new"}});
+        // The request under way bears a key that the daemon no longer has.
+        fixture->client.setOptions({{"apikey", ""}});
+        QVERIFY(fixture->daemon.waitForLog(
+            failureLine, longDeadline, fixture->daemon.logCount(failureLine) + 1));
         const QStringList log = fixture->daemon.log();
         QVERIFY(log.contains("warning: ***"));
         QVERIFY(!log.filter("key=***").isEmpty());
