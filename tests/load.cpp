@@ -117,13 +117,6 @@ void Load::randomOptions()
                  "enable_request_filter"})
             values.insert(name, randomValue(random));
         const bool isLocked = random.bounded(4) == 0 && lock.tryLock();
-        const QString edited = QString("edited%1").arg(random.bounded(10));
-        if (random.bounded(4) == 0 && !expected.contains(edited)) {
-            const QString section = "[settings]\n" % edited % "=1\n";
-            fixture.daemon.writeRawSettings(
-                fixture.daemon.settings().replace("[settings]\n", section.toLatin1()));
-            expected.insert(edited, "1");
-        }
         const QByteArray before = fixture.daemon.settings();
         client.forget();
         client.postOptions(values);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "fixture.h"
+#include "waiting.h"
 
 #include <QDBusArgument>
 #include <QDBusObjectPath>
@@ -25,6 +26,7 @@ private Q_SLOTS:
     void failsWithoutFile();
     void keepsFile_data();
     void keepsFile();
+    void keepsEdit();
     void takesEffect();
 
 private:
@@ -203,12 +205,27 @@ void Options::keepsFile()
     QCOMPARE(fixture.client.options(), expected);
 }
 
+// By a program that does not take the lock, in the middle of a write.
+void Options::keepsEdit()
+{
+    Fixture fixture;
+    fixture.daemon.setWrapper({"strace", "-D", "-f", "-qqq", "-o", "/dev/null", "-e",
+        "inject=?mkdir,?mkdirat:delay_exit=1000000"}); // the last step before the draft is written
+    fixture.daemon.writeRawSettings(startContent);
+    QVERIFY(fixture.startAsIs());
+    fixture.client.postOptions({{keep, 2}});
+    const QDir directory = QFileInfo(fixture.daemon.settingsPath()).dir();
+    QVERIFY(waitUntil([&] { return !directory.entryList({"*.draft-*"}).isEmpty(); }, longDeadline));
+    fixture.daemon.writeRawSettings(startContent + "edited=1\n");
+    QVERIFY(fixture.client.waitForReplies());
+    QVERIFY(fixture.daemon.settings().contains("edited=1"));
+    QCOMPARE(fixture.client.options().value(keep).toString(), "2");
+}
+
 // All side by side: what was done to the options shows in the pace of the requests.
 void Options::takesEffect()
 {
     const QString lock = "lock";
-    const QVariant locked = "locked";
-    const QString file = "file";
     struct Case
     {
         const char *what;
@@ -220,16 +237,16 @@ void Options::takesEffect()
     Case cases[]{
         {"0 is a second", {{update, 0}}, true},
         {"a number is rounded", {{update, 1.4}}, true},
-        {"update while locked", {{lock, locked}, {update, 1}}, true},
-        {"keep 0", {{update, 1}, {keep, 0}, {lock, locked}}, true},
-        {"keep as boolean", {{background, 1}, {keep, 0}, {keep, true}, {lock, locked}}, true},
+        {"update while locked", {{lock, "locked"}, {update, 1}}, true},
+        {"keep 0", {{update, 1}, {keep, 0}, {lock, "locked"}}, true},
+        {"keep as boolean", {{background, 1}, {keep, 0}, {keep, true}, {lock, "locked"}}, true},
         {"no filter", {{filter, true}, {filter, "False"}, {update, 1}}, true},
-        {"no file", {{file, {}}, {update, 1}}, true},
+        {"no file", {{"file", {}}, {update, 1}}, true},
         {"seconds", {{update, 60}}, false},
         {"no number stops", {{update, "soon"}}, false},
         {"too long", {{update, qulonglong(99999999999)}}, false},
         {"negative is too long", {{update, -5}}, false},
-        {"background while locked", {{lock, locked}, {background, 1}}, false},
+        {"background while locked", {{lock, "locked"}, {background, 1}}, false},
         {"filter", {{filter, true}}, false},
     };
     for (Case &one : cases)
@@ -239,7 +256,7 @@ void Options::takesEffect()
         for (const auto &act : qAsConst(one.acts)) {
             if (act.first == lock)
                 one.fixture.phone.mce.setLockMode(act.second.toString());
-            else if (act.first == file)
+            else if (act.first == "file")
                 one.fixture.daemon.removeSettings();
             else
                 one.fixture.client.setOptions({{act.first, act.second}});
